@@ -220,8 +220,10 @@ public:
     int last_page = -1;
     QString previous_value;
 
-    // Drawing primitives and bar codes.
-    float pen_factor = 1.0f;
+    // Drawing primitives and bar codes. Line widths in a layout are millimetres on
+    // paper, so pens are scaled by the device factor like every coordinate; this is
+    // what makes a 0.33 mm bar 0.33 mm wide.
+    float pen_factor = 2.8346276f;
     QBrush pen_brush;
     pe_l pens;
     float work_left = 0, work_right = 0, work_top = 0, work_bottom = 0;
