@@ -74,7 +74,8 @@ bool form_l::code39_b(float x_offset, float y_offset, float scale, const QString
     const qx_print_l* item = current_item;
     if (!item) return true;
 
-    // A thin bar width of 0 or less draws hair-lines rather than guessing a width.
+    // A thin bar width of 0 or less counts as 0: the symbol collapses into one hair-line,
+    // visibly wrong rather than drawn at a guessed size.
     const float narrow = (item->num5 > 0 ? item->num5 : 0.0f) * scale;
     const float wide = 2.5f * narrow;
     ctx->clear_pe_v(&pens);
