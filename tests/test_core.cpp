@@ -45,33 +45,73 @@ struct number_row {
     const char* message;
 };
 
-void add_number_rows(const number_row* rows, size_t n) {
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QChar>("sign");
-    QTest::addColumn<int>("report");
-    QTest::addColumn<double>("value");
-    QTest::addColumn<bool>("ok");
-    QTest::addColumn<QString>("message");
+void add_number_rows(const char* parser, const number_row* rows, size_t n) {
     for (size_t i = 0; i < n; ++i) {
         const number_row& r = rows[i];
-        QTest::newRow(r.tag) << u(r.text) << QChar(QLatin1Char(r.sign)) << r.report << r.value
-                             << r.ok << (r.message ? u(r.message) : QStringLiteral("(before)"));
+        const QByteArray tag = QByteArray(parser) + ": " + r.tag;
+        QTest::newRow(tag.constData())
+            << (parser[0] == 'i') << u(r.text) << QChar(QLatin1Char(r.sign)) << r.report << r.value
+            << r.ok << (r.message ? u(r.message) : QStringLiteral("(before)"));
     }
 }
 
-// Rows that map one string to another.
-struct text_row {
+// Rows of the rules that map one string to another; the rule names the operation.
+struct rule_row {
+    const char* rule;
     const char* tag;
     const char* in;
     const char* out;
 };
 
-void add_text_rows(const text_row* rows, size_t n) {
-    QTest::addColumn<QString>("in");
-    QTest::addColumn<QString>("out");
-    for (size_t i = 0; i < n; ++i)
-        QTest::newRow(rows[i].tag) << u(rows[i].in) << u(rows[i].out);
-}
+const rule_row string_rows[] = {
+    // The short host name from the first line of "hostname".
+    {"machine", "dotted: the line feed goes with the domain", "ws-07.lab\n", "ws-07"},
+    {"machine", "no dot keeps the line feed", "ws-07\n", "ws-07\n"},
+    {"machine", "blanks before the line feed stay", "ws  \n", "ws  \n"},
+    {"machine", "trailing blanks go", "ws-07  ", "ws-07"},
+    {"machine", "several dots", "a.b.c\n", "a"},
+    {"machine", "empty", "", ""},
+    // The printable version for the general number 37.
+    {"label", "this program", "000800017", "37/8.0.17"},
+    {"label", "all zero keeps a digit each", "000000000", "37/0.0.0"},
+    {"label", "no zeros", "123456789", "37/1234.56.789"},
+    {"label", "inner zeros stay", "001002100", "37/10.2.100"},
+    {"label", "minor loses at most one", "000100001", "37/1.0.1"},
+    // Canonical encoding names.
+    {"encode", "slash", "/", "UTF-8"},
+    {"encode", "empty", "", "UTF-8"},
+    {"encode", "utf8", "utf8", "UTF-8"},
+    {"encode", "Utf_8", "Utf_8", "UTF-8"},
+    {"encode", "eucjp", "eucjp", "EUC-JP"},
+    {"encode", "euc_jp", "euc_jp", "EUC-JP"},
+    {"encode", "sjis", "sjis", "Shift-JIS"},
+    {"encode", "Shift_JIS", "Shift_JIS", "Shift-JIS"},
+    {"encode", "SHIFT-JIS", "SHIFT-JIS", "Shift-JIS"},
+    {"encode", "unknown is upper-cased", "latin1", "LATIN1"},
+    {"encode", "no trimming", " sjis", " SJIS"},
+    // The encoding KORVAN_ENCODING forces.
+    {"environment", "sjis", "sjis", "Shift-JIS"},
+    {"environment", "euc_jp", "euc_jp", "EUC-JP"},
+    {"environment", "utf8", "utf8", "UTF-8"},
+    {"environment", "empty means unset", "", ""},
+    {"environment", "unknown is ignored", "latin1", ""},
+    // The path opened for a name: itself when it carries its location, else in the
+    // work directory.
+    {"work file", "bare", "KORVAN.CSV", "/home/Q/TMP/KORVAN.CSV"},
+    {"work file", "sub directory is bare", "sub/a.csv", "/home/Q/TMP/sub/a.csv"},
+    {"work file", "one character", "K", "/home/Q/TMP/K"},
+    {"work file", "dot alone", ".", "/home/Q/TMP/."},
+    {"work file", "dot dot alone", "..", "/home/Q/TMP/.."},
+    {"work file", "hidden file", ".korvan", "/home/Q/TMP/.korvan"},
+    {"work file", "dot backslash on unix", ".\\a.csv", "/home/Q/TMP/.\\a.csv"},
+    {"work file", "empty", "", "/home/Q/TMP/"},
+    {"work file", "drive letter", "C:\\forms\\a.csv", "C:\\forms\\a.csv"},
+    {"work file", "any colon second", "a:", "a:"},
+    {"work file", "separator alone", "/", "/"},
+    {"work file", "relative", "./KORVAN.CSV", "./KORVAN.CSV"},
+    {"work file", "parent", "../data/KORVAN.TXT", "../data/KORVAN.TXT"},
+    {"work file", "not normalised", "/a//b/../c", "/a//b/../c"},
+};
 
 } // namespace
 
@@ -167,56 +207,35 @@ private slots:
         QCOMPARE(qx_z_l::program_directory_s(program, separator), directory);
     }
 
-    void machine_name_data() {
-        static const text_row rows[] = {
-            {"dotted: the line feed goes with the domain", "ws-07.lab\n", "ws-07"},
-            {"no dot keeps the line feed", "ws-07\n", "ws-07\n"},
-            {"blanks before the line feed stay", "ws  \n", "ws  \n"},
-            {"trailing blanks go", "ws-07  ", "ws-07"},
-            {"several dots", "a.b.c\n", "a"},
-            {"empty", "", ""},
-        };
-        add_text_rows(rows, std::size(rows));
+    void string_rules_data() {
+        QTest::addColumn<QString>("rule");
+        QTest::addColumn<QString>("in");
+        QTest::addColumn<QString>("out");
+        for (const rule_row& r : string_rows) {
+            const QByteArray tag = QByteArray(r.rule) + ": " + r.tag;
+            QTest::newRow(tag.constData()) << u(r.rule) << u(r.in) << u(r.out);
+        }
     }
-    void machine_name() {
+    void string_rules() {
+        QFETCH(QString, rule);
         QFETCH(QString, in);
         QFETCH(QString, out);
-        QCOMPARE(ctx->machine_name_from_s(in), out);
-    }
-
-    void version_label_data() {
-        static const text_row rows[] = {
-            {"this program", "000800017", "37/8.0.17"},
-            {"all zero keeps a digit each", "000000000", "37/0.0.0"},
-            {"no zeros", "123456789", "37/1234.56.789"},
-            {"inner zeros stay", "001002100", "37/10.2.100"},
-            {"minor loses at most one", "000100001", "37/1.0.1"},
-        };
-        add_text_rows(rows, std::size(rows));
-    }
-    void version_label() {
-        QFETCH(QString, in);
-        QFETCH(QString, out);
-        QCOMPARE(qx_z_l::version_label_s(in, 37), out);
-    }
-
-    void forced_encoding_from_environment_data() {
-        static const text_row rows[] = {
-            {"sjis", "sjis", "Shift-JIS"},
-            {"euc_jp", "euc_jp", "EUC-JP"},
-            {"utf8", "utf8", "UTF-8"},
-            {"empty means unset", "", ""},
-            {"unknown is ignored", "latin1", ""},
-        };
-        add_text_rows(rows, std::size(rows));
-    }
-    void forced_encoding_from_environment() {
-        QFETCH(QString, in);
-        QFETCH(QString, out);
-        qputenv("KORVAN_ENCODING", in.toUtf8());
-        qx_z_l other(QStringLiteral("KORVAN"), 1, argv_run);
-        qunsetenv("KORVAN_ENCODING");
-        QCOMPARE(other.forced_encoding, out);
+        QString got;
+        if (rule == QLatin1String("machine")) {
+            got = ctx->machine_name_from_s(in);
+        } else if (rule == QLatin1String("label")) {
+            got = qx_z_l::version_label_s(in, 37);
+        } else if (rule == QLatin1String("encode")) {
+            got = ctx->encode_s(in);
+        } else if (rule == QLatin1String("environment")) {
+            qputenv("KORVAN_ENCODING", in.toUtf8());
+            got = qx_z_l(QStringLiteral("KORVAN"), 1, argv_run).forced_encoding;
+            qunsetenv("KORVAN_ENCODING");
+        } else {
+            got = ctx->get_tmp_file_s(in);
+            QCOMPARE(ctx->check_path_b(in), in == out);
+        }
+        QCOMPARE(got, out);
     }
 
     void installed_family_data() {
@@ -243,9 +262,16 @@ private slots:
 
     // ------------------------------------------------------------ numbers and strings
 
-    void to_double_data() {
-        // The default is 7 throughout.
-        static const number_row rows[] = {
+    void numbers_data() {
+        QTest::addColumn<bool>("integer");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QChar>("sign");
+        QTest::addColumn<int>("report");
+        QTest::addColumn<double>("value");
+        QTest::addColumn<bool>("ok");
+        QTest::addColumn<QString>("message");
+        // to_double_o with the default 7.
+        static const number_row doubles[] = {
             {"empty is zero, not the default", "", '+', 1, 0.0, true, nullptr},
             {"plain", "12.5", '+', 1, 12.5, true, nullptr},
             {"C blanks around", " \t3.25\r\n", '+', 1, 3.25, true, nullptr},
@@ -269,25 +295,8 @@ private slots:
             {"ideographic space", "　5", '+', 1, 7.0, false, "not numeric \"　5\""},
             {"full-width digits", "１２", '+', 1, 7.0, false, "not numeric \"１２\""},
         };
-        add_number_rows(rows, std::size(rows));
-    }
-    void to_double() {
-        QFETCH(QString, text);
-        QFETCH(QChar, sign);
-        QFETCH(int, report);
-        QFETCH(double, value);
-        QFETCH(bool, ok);
-        QFETCH(QString, message);
-        ctx->message = QStringLiteral("(before)");
-        ctx->numeric_ok = !ok;
-        QCOMPARE(ctx->to_double_o(text, sign, 7.0, report), value);
-        QCOMPARE(ctx->numeric_ok, ok);
-        QCOMPARE(ctx->message, message);
-    }
-
-    void to_int_check_data() {
-        // The default is 4 throughout.
-        static const number_row rows[] = {
+        // to_int_check with the default 4.
+        static const number_row ints[] = {
             {"empty under 0", "", '0', 1, 0, false, "bad zero \"\""},
             {"empty under 0, no report", "", '0', 0, 0, false, nullptr},
             {"empty under +", "", '+', 1, 0, true, nullptr},
@@ -316,9 +325,11 @@ private slots:
             {"letters, no report", "x", '+', 0, 4, false, nullptr},
             {"full-width digits", "１２", '+', 1, 4, false, "not numeric \"１２\""},
         };
-        add_number_rows(rows, std::size(rows));
+        add_number_rows("double", doubles, std::size(doubles));
+        add_number_rows("int", ints, std::size(ints));
     }
-    void to_int_check() {
+    void numbers() {
+        QFETCH(bool, integer);
         QFETCH(QString, text);
         QFETCH(QChar, sign);
         QFETCH(int, report);
@@ -327,12 +338,17 @@ private slots:
         QFETCH(QString, message);
         ctx->message = QStringLiteral("(before)");
         ctx->numeric_ok = !ok;
-        QCOMPARE(ctx->to_int_check(text, sign, 4, report), int(value));
+        if (integer)
+            QCOMPARE(ctx->to_int_check(text, sign, 4, report), int(value));
+        else
+            QCOMPARE(ctx->to_double_o(text, sign, 7.0, report), value);
         QCOMPARE(ctx->numeric_ok, ok);
         QCOMPARE(ctx->message, message);
-        // The plain conversion agrees wherever the text is a number at all.
-        const bool number = ok || message.startsWith(QLatin1String("not plus"));
-        QCOMPARE(ctx->to_int1s_i(text), number ? int(value) : 0);
+        // The plain integer conversion agrees wherever the text is an integer at all.
+        if (integer) {
+            const bool number = ok || message.startsWith(QLatin1String("not plus"));
+            QCOMPARE(ctx->to_int1s_i(text), number ? int(value) : 0);
+        }
     }
 
     void comparisons() {
@@ -443,33 +459,6 @@ private slots:
 
     // ------------------------------------------------------------ paths
 
-    void tmp_file_data() {
-        // The name itself when it carries its location, else in the work directory.
-        static const text_row rows[] = {
-            {"bare", "KORVAN.CSV", "/home/Q/TMP/KORVAN.CSV"},
-            {"sub directory is bare", "sub/a.csv", "/home/Q/TMP/sub/a.csv"},
-            {"one character", "K", "/home/Q/TMP/K"},
-            {"dot alone", ".", "/home/Q/TMP/."},
-            {"dot dot alone", "..", "/home/Q/TMP/.."},
-            {"hidden file", ".korvan", "/home/Q/TMP/.korvan"},
-            {"dot backslash on unix", ".\\a.csv", "/home/Q/TMP/.\\a.csv"},
-            {"empty", "", "/home/Q/TMP/"},
-            {"drive letter", "C:\\forms\\a.csv", "C:\\forms\\a.csv"},
-            {"any colon second", "a:", "a:"},
-            {"separator alone", "/", "/"},
-            {"relative", "./KORVAN.CSV", "./KORVAN.CSV"},
-            {"parent", "../data/KORVAN.TXT", "../data/KORVAN.TXT"},
-            {"not normalised", "/a//b/../c", "/a//b/../c"},
-        };
-        add_text_rows(rows, std::size(rows));
-    }
-    void tmp_file() {
-        QFETCH(QString, in);
-        QFETCH(QString, out);
-        QCOMPARE(ctx->get_tmp_file_s(in), out);
-        QCOMPARE(ctx->check_path_b(in), in == out);
-    }
-
     void tmp_path() {
         QCOMPARE(ctx->get_tmp_path_s(QStringLiteral("/")), QStringLiteral("/home/Q/TMP/"));
         QCOMPARE(ctx->get_tmp_path_s(QStringLiteral("OTHER"), QStringLiteral("x")),
@@ -543,28 +532,6 @@ private slots:
     }
 
     // ------------------------------------------------------------ text files
-
-    void encode_names_data() {
-        static const text_row rows[] = {
-            {"slash", "/", "UTF-8"},
-            {"empty", "", "UTF-8"},
-            {"utf8", "utf8", "UTF-8"},
-            {"Utf_8", "Utf_8", "UTF-8"},
-            {"eucjp", "eucjp", "EUC-JP"},
-            {"euc_jp", "euc_jp", "EUC-JP"},
-            {"sjis", "sjis", "Shift-JIS"},
-            {"Shift_JIS", "Shift_JIS", "Shift-JIS"},
-            {"SHIFT-JIS", "SHIFT-JIS", "Shift-JIS"},
-            {"unknown is upper-cased", "latin1", "LATIN1"},
-            {"no trimming", " sjis", " SJIS"},
-        };
-        add_text_rows(rows, std::size(rows));
-    }
-    void encode_names() {
-        QFETCH(QString, in);
-        QFETCH(QString, out);
-        QCOMPARE(ctx->encode_s(in), out);
-    }
 
     void read_lines_data() {
         QTest::addColumn<QByteArray>("bytes");
