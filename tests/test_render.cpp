@@ -225,6 +225,10 @@ private slots:
         QTest::newRow("byte-order mark") << QByteArray("\xEF\xBB\xBF"
                                                        "a\tb\n")
                                          << 2 << 1 << "a|b";
+        QTest::newRow("UTF-16") << QByteArray("\xFF\xFE"
+                                              "a\0\t\0b\0\n\0c\0\t\0d\0\n\0",
+                                              18)
+                                << 2 << 2 << "c|d";
         QTest::newRow("Shift-JIS") << QByteArray("\x8a\xbf\x8e\x9a\tX\n\x93\xfa\x96\x7b\tY\n") << 2
                                    << 2 << QString::fromUtf8("日本|Y");
         QTest::newRow("beyond the data") << QByteArray("1\t2\n3\t4\n") << 2 << 3
@@ -625,7 +629,7 @@ private slots:
         // Bytes that are not text in any encoding still make values.
         f = new_form();
         f->values_per_form = 2;
-        f->data_name = write_file("bad.txt", QByteArray("\xff\xfe\x80\t\x81\n", 6));
+        f->data_name = write_file("bad.txt", QByteArray("a\xff\x80\tb\x81\xfe\n"));
         QCOMPARE(f->read_data_b(1), 1);
         QCOMPARE(f->data_values.size(), 2);
         add_text(*f, {"DATA", {}, 10, 10}, 1);
