@@ -6,6 +6,13 @@
 #include <QPainter>
 #include <cmath>
 
+namespace {
+
+// A0 at this resolution is about 3 GB.
+constexpr double max_dpi = 1200;
+
+} // namespace
+
 QSizeF paper_size_mm(form_l& form) {
     QPageSize size = form.media_size_n(form.paper_name);
     if (!size.isValid() || size.id() == QPageSize::Custom) size = QPageSize(QPageSize::A4);
@@ -15,11 +22,13 @@ QSizeF paper_size_mm(form_l& form) {
 }
 
 QImage render_page_image(form_l& form, double dpi, bool* ok) {
-    if (!(dpi > 0) || dpi > 2400) dpi = 72;
+    if (ok) *ok = false;
+    if (!(dpi > 0 && dpi <= max_dpi)) return QImage();
     const QSizeF mm = paper_size_mm(form);
     const QSize pixels(qMax(1, int(std::lround(mm.width() / 25.4 * dpi))),
                        qMax(1, int(std::lround(mm.height() / 25.4 * dpi))));
     QImage image(pixels, QImage::Format_RGB32);
+    if (image.isNull()) return image; // no memory for a sheet that large
     const int dots_per_metre = int(std::lround(dpi / 0.0254));
     image.setDotsPerMeterX(dots_per_metre);
     image.setDotsPerMeterY(dots_per_metre);

@@ -590,6 +590,10 @@ private slots:
         f->replay_index = 3;
         render_page_image(*f, 72, &ok);
         QVERIFY(ok);
+        for (double dpi : {0.0, -72.0, 1e6, qQNaN()}) {
+            QVERIFY(render_page_image(*f, dpi, &ok).isNull());
+            QVERIFY(!ok);
+        }
         // Bytes that are not text in any encoding still make values.
         f = new_form();
         f->values_per_form = 2;
