@@ -17,9 +17,9 @@ namespace {
 char arg0[] = "test_render";
 
 // One text item of a layout, for the data-driven drawing comparisons.
-struct text_spec {
-    text_spec() = default;
-    text_spec(const QString& keyword, const QString& text = {}, float x = 10, float y = 10,
+struct text_item {
+    text_item() = default;
+    text_item(const QString& keyword, const QString& text = {}, float x = 10, float y = 10,
               float spacing = 0, int count = 0, const QString& edit = {}, float size = 4)
         : keyword(keyword), text(text), x(x), y(y), spacing(spacing), count(count), edit(edit),
           size(size) {}
@@ -30,7 +30,7 @@ struct text_spec {
     QString edit;
     float size = 4;
 };
-using text_specs = QList<text_spec>;
+using text_items = QList<text_item>;
 
 bool is_line_keyword(const QString& kw) {
     return kw == "LINE" || kw == "BOX" || kw == "X_LINE" || kw == "Y_LINE" || kw == "ARC";
@@ -49,7 +49,7 @@ QRect ink(const QImage& image, int threshold = 255) {
 
 } // namespace
 
-Q_DECLARE_METATYPE(text_spec)
+Q_DECLARE_METATYPE(text_item)
 
 class test_render : public QObject {
     Q_OBJECT
@@ -82,16 +82,16 @@ class test_render : public QObject {
         (is_line_keyword(kw) ? f.line_items : f.print_items).append(item);
         return item;
     }
-    static qx_print_l* add_text(form_l& f, const text_spec& s, int data_flag = 0) {
+    static qx_print_l* add_text(form_l& f, const text_item& s, int data_flag = 0) {
         qx_print_l* item = add(f, s.keyword, s.x, s.y);
         item->text = s.text, item->data_flag = data_flag, item->num5 = s.spacing;
         item->count = s.count, item->edit = s.edit;
         item->style = char_style(f, s.size);
         return item;
     }
-    QImage draw_texts(const text_specs& specs) {
+    QImage draw_texts(const text_items& specs) {
         auto f = new_form();
-        for (const text_spec& s : specs)
+        for (const text_item& s : specs)
             add_text(*f, s);
         return render_page_image(*f, 72);
     }
@@ -442,54 +442,54 @@ private slots:
     }
 
     void text_layout_data() {
-        QTest::addColumn<text_specs>("item");
-        QTest::addColumn<text_specs>("same_as");
+        QTest::addColumn<text_items>("item");
+        QTest::addColumn<text_items>("same_as");
         const QString pair = QString::fromUtf8("𠀋");
-        QTest::newRow("fix with count") << text_specs{{"TEXT_FIX", "AB", 10, 10, 50, 4}}
-                                        << text_specs{{"TEXT", "A", 10}, {"TEXT", "B", 20}};
+        QTest::newRow("fix with count") << text_items{{"TEXT_FIX", "AB", 10, 10, 50, 4}}
+                                        << text_items{{"TEXT", "A", 10}, {"TEXT", "B", 20}};
         QTest::newRow("ascii advance")
-            << text_specs{{"TEXT", "AX"}} << text_specs{{"TEXT", "A"}, {"TEXT", "X", 13.88f}};
+            << text_items{{"TEXT", "AX"}} << text_items{{"TEXT", "A"}, {"TEXT", "X", 13.88f}};
         QTest::newRow("kanji advance")
-            << text_specs{{"TEXT", QString::fromUtf8("漢X")}}
-            << text_specs{{"TEXT", QString::fromUtf8("漢")}, {"TEXT", "X", 17.76f}};
-        QTest::newRow("spacing") << text_specs{{"TEXT", "AX", 10, 10, 1}}
-                                 << text_specs{{"TEXT", "A"}, {"TEXT", "X", 14.88f}};
-        QTest::newRow("surrogate pair") << text_specs{{"TEXT", pair + "X"}}
-                                        << text_specs{{"TEXT", pair}, {"TEXT", "X", 17.76f}};
+            << text_items{{"TEXT", QString::fromUtf8("漢X")}}
+            << text_items{{"TEXT", QString::fromUtf8("漢")}, {"TEXT", "X", 17.76f}};
+        QTest::newRow("spacing") << text_items{{"TEXT", "AX", 10, 10, 1}}
+                                 << text_items{{"TEXT", "A"}, {"TEXT", "X", 14.88f}};
+        QTest::newRow("surrogate pair") << text_items{{"TEXT", pair + "X"}}
+                                        << text_items{{"TEXT", pair}, {"TEXT", "X", 17.76f}};
         QTest::newRow("fix counts a pair once")
-            << text_specs{{"TEXT_FIX", pair + "AB", 10, 10, 40}}
-            << text_specs{{"TEXT", pair, 10}, {"TEXT", "A", 20}, {"TEXT", "B", 30}};
+            << text_items{{"TEXT_FIX", pair + "AB", 10, 10, 40}}
+            << text_items{{"TEXT", pair, 10}, {"TEXT", "A", 20}, {"TEXT", "B", 30}};
         QTest::newRow("vertical ascii")
-            << text_specs{{"TEXT_V", "AB"}} << text_specs{{"TEXT", "A"}, {"TEXT", "B", 10, 13.88f}};
-        QTest::newRow("vertical spacing") << text_specs{{"TEXT_V", "AB", 10, 10, 3}}
-                                          << text_specs{{"TEXT", "A"}, {"TEXT", "B", 10, 16.88f}};
+            << text_items{{"TEXT_V", "AB"}} << text_items{{"TEXT", "A"}, {"TEXT", "B", 10, 13.88f}};
+        QTest::newRow("vertical spacing") << text_items{{"TEXT_V", "AB", 10, 10, 3}}
+                                          << text_items{{"TEXT", "A"}, {"TEXT", "B", 10, 16.88f}};
         QTest::newRow("vertical kanji")
-            << text_specs{{"TEXT_V", QString::fromUtf8("一二")}}
-            << text_specs{{"TEXT", QString::fromUtf8("一")},
+            << text_items{{"TEXT_V", QString::fromUtf8("一二")}}
+            << text_items{{"TEXT", QString::fromUtf8("一")},
                           {"TEXT", QString::fromUtf8("二"), 10, 18.73f}};
         // The step of a vertical _FIX runs from the baseline (14) to the end (50).
-        QTest::newRow("vertical fix") << text_specs{{"TEXT_FIX_V", "ABCD", 10, 10, 50}}
-                                      << text_specs{{"TEXT", "A", 10, 10},
+        QTest::newRow("vertical fix") << text_items{{"TEXT_FIX_V", "ABCD", 10, 10, 50}}
+                                      << text_items{{"TEXT", "A", 10, 10},
                                                     {"TEXT", "B", 10, 19},
                                                     {"TEXT", "C", 10, 28},
                                                     {"TEXT", "D", 10, 37}};
-        QTest::newRow("size from the value") << text_specs{{"TEXT", "5:ABC", 10, 10, 0, 0, {}, 0}}
-                                             << text_specs{{"TEXT", "ABC", 10, 10, 0, 0, {}, 5}};
-        QTest::newRow("no size in the value") << text_specs{{"TEXT", "ABC", 10, 10, 0, 0, {}, 0}}
-                                              << text_specs{{"TEXT", "ABC", 10, 10, 0, 0, {}, 1}};
-        QTest::newRow("leading colon") << text_specs{{"TEXT", ":ABC", 10, 10, 0, 0, {}, 0}}
-                                       << text_specs{{"TEXT", ":ABC", 10, 10, 0, 0, {}, 1}};
-        QTest::newRow("size not a number") << text_specs{{"TEXT", "x:AB", 10, 10, 0, 0, {}, 0}}
-                                           << text_specs{{"TEXT", "x:AB", 10, 10, 0, 0, {}, 1}};
+        QTest::newRow("size from the value") << text_items{{"TEXT", "5:ABC", 10, 10, 0, 0, {}, 0}}
+                                             << text_items{{"TEXT", "ABC", 10, 10, 0, 0, {}, 5}};
+        QTest::newRow("no size in the value") << text_items{{"TEXT", "ABC", 10, 10, 0, 0, {}, 0}}
+                                              << text_items{{"TEXT", "ABC", 10, 10, 0, 0, {}, 1}};
+        QTest::newRow("leading colon") << text_items{{"TEXT", ":ABC", 10, 10, 0, 0, {}, 0}}
+                                       << text_items{{"TEXT", ":ABC", 10, 10, 0, 0, {}, 1}};
+        QTest::newRow("size not a number") << text_items{{"TEXT", "x:AB", 10, 10, 0, 0, {}, 0}}
+                                           << text_items{{"TEXT", "x:AB", 10, 10, 0, 0, {}, 1}};
         // The zero fraction goes after the right alignment, so the value ends up left.
         QTest::newRow(". loses alignment")
-            << text_specs{{"TEXT", "1234.00", 10, 10, 0, 8, "."}} << text_specs{{"TEXT", "1,234"}};
+            << text_items{{"TEXT", "1234.00", 10, 10, 0, 8, "."}} << text_items{{"TEXT", "1,234"}};
         QTest::newRow("+ aligns right")
-            << text_specs{{"TEXT", "1234", 10, 10, 0, 8, "+"}} << text_specs{{"TEXT", "   1,234"}};
+            << text_items{{"TEXT", "1234", 10, 10, 0, 8, "+"}} << text_items{{"TEXT", "   1,234"}};
     }
     void text_layout() {
-        QFETCH(text_specs, item);
-        QFETCH(text_specs, same_as);
+        QFETCH(text_items, item);
+        QFETCH(text_items, same_as);
         QCOMPARE(draw_texts(item), draw_texts(same_as));
     }
 
