@@ -89,9 +89,9 @@ class test_render : public QObject {
         item->style = char_style(f, s.size);
         return item;
     }
-    QImage draw_texts(const text_items& specs) {
+    QImage draw_texts(const text_items& items) {
         auto f = new_form();
-        for (const text_item& s : specs)
+        for (const text_item& s : items)
             add_text(*f, s);
         return render_page_image(*f, 72);
     }
