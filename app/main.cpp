@@ -4,8 +4,8 @@
 #include "output/korvan.h"
 
 #include <QApplication>
+#include <QString>
 #include <cstdio>
-#include <cstring>
 
 namespace {
 
@@ -15,8 +15,14 @@ bool display_available() {
            !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
 }
 
+// The same test as qx_version_l::version_b makes once the context exists: exactly two
+// arguments, each "VERSION" once upper-cased (so "version Version" counts too).
 bool is_version_request(int argc, char** argv) {
-    return argc == 3 && qstricmp(argv[1], "VERSION") == 0 && qstricmp(argv[2], "VERSION") == 0;
+    if (argc != 3) return false;
+    for (int i = 1; i < 3; ++i) {
+        if (QString::fromLocal8Bit(argv[i]).toUpper() != QLatin1String("VERSION")) return false;
+    }
+    return true;
 }
 
 } // namespace
