@@ -12,9 +12,15 @@
 #include <memory>
 
 // The converter for a canonical encoding name: "UTF-8", "Shift-JIS" (code page 932),
-// "EUC-JP", or the system encoding for anything else.
+// "EUC-JP", or the system encoding for anything else. Convert through decode_line_s and
+// encode_text, not the converters' own calls: those put the Shift-JIS control
+// characters right and mark bad bytes.
 QStringDecoder make_decoder(const QString& canonical);
 QStringEncoder make_encoder(const QString& canonical);
+// One line's bytes (without line end) as text. A bad or cut-off byte sequence becomes
+// U+FFFD in every encoding; the decoder is left ready for the next line.
+QString decode_line_s(QStringDecoder* decoder, const QString& canonical, QByteArray bytes);
+QByteArray encode_text(QStringEncoder* encoder, const QString& canonical, const QString& text);
 
 // Reads a file in large blocks and hands out its lines as raw bytes, without their
 // line feed and without the carriage return of a CR LF pair.
@@ -83,4 +89,7 @@ public:
     QString spare;
     std::unique_ptr<QFile> file;
     std::unique_ptr<QStringEncoder> stream;
+
+private:
+    QString encoding_;
 };
