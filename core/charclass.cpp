@@ -14,38 +14,49 @@ int qx_z_l::kind_code(QChar c) {
 }
 
 int qx_z_l::measure_kind_code(QChar c) {
+    const char16_t u = c.unicode();
+    // Half of a surrogate pair is never drawn as itself: measured alone, the font shows a
+    // replacement glyph or nothing, depending on the font, so its advance says nothing
+    // about the character. The halves are classed by code, so that a character beyond
+    // the Basic Multilingual Plane is always two columns (high half 2, low half 0).
+    if ((u & 0xFC00) == 0xDC00) return KIND_LOW_SURROGATE;
+    if ((u & 0xFC00) == 0xD800) return KIND_HIGH_SURROGATE;
+    // Anything the default font draws without advance (combining marks, joiners,
+    // controls) takes no column, whatever its code.
     if (!metrics_) metrics_ = std::make_unique<QFontMetrics>(default_font);
     const QString a = QStringLiteral("A");
     if (metrics_->horizontalAdvance(a + c) == metrics_->horizontalAdvance(a)) return KIND_NONE;
-    const char16_t u = c.unicode();
-    if ((u & 0xFC00) == 0xDC00) return KIND_LOW_SURROGATE;
-    if ((u & 0xFC00) == 0xD800) return KIND_HIGH_SURROGATE;
     if (u < 0xFF66) return u < 0x80 ? KIND_ASCII : KIND_WIDE;
     if (u < 0xFFA0) return KIND_HALF_KANA;
     return KIND_WIDE;
 }
 
-int qx_z_l::form_length(QChar c) {
-    switch (kind_code(c)) {
-    case KIND_NONE:
-        return 0;
-    case KIND_ASCII:
+namespace {
+
+// Columns of a character class: a surrogate pair counts two, on its high half.
+int class_width(int kind) {
+    switch (kind) {
+    case qx_z_l::KIND_ASCII:
+    case qx_z_l::KIND_HALF_KANA:
         return 1;
-    case KIND_HALF_KANA:
-        return 1;
-    case KIND_HIGH_SURROGATE:
+    case qx_z_l::KIND_WIDE:
+    case qx_z_l::KIND_HIGH_SURROGATE:
         return 2;
-    case KIND_LOW_SURROGATE:
+    default: // no advance, low surrogate
         return 0;
-    default:
-        return 2;
     }
 }
 
+} // namespace
+
+int qx_z_l::form_length(QChar c) {
+    return class_width(kind_code(c));
+}
+
 int qx_z_l::form_length(qx_zz_l* counter, QChar c) {
-    const int width = form_length(c);
-    if (kind_code(c) == KIND_HIGH_SURROGATE) counter->num2 = qint32(counter->num2) + 1;
-    return width;
+    const int kind = kind_code(c);
+    if (kind == KIND_HIGH_SURROGATE) counter->num2 = qint32(counter->num2) + 1;
+    return class_width(kind);
 }
 
 int qx_z_l::form_length(const QString& s, int n) {

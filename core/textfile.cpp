@@ -33,37 +33,153 @@ QStringEncoder make_encoder(const QString& canonical) {
     return QStringEncoder(QStringConverter::System, QStringConverter::Flag::Stateless);
 }
 
+namespace {
+
+// The Shift-JIS converter follows the PC code page in placing three control characters:
+// it reads byte 0x1A as U+001C, 0x1C as U+007F and 0x7F as U+001A, and writes them
+// back the same way. Code page 932 keeps all three where ASCII has them. None of the
+// three bytes can be part of a two-byte character, so swapping them before decoding
+// (and after encoding) is safe anywhere in a line.
+void to_pc_controls(QByteArray* bytes) {
+    for (char& b : *bytes) {
+        if (b == 0x1A)
+            b = 0x7F;
+        else if (b == 0x1C)
+            b = 0x1A;
+        else if (b == 0x7F)
+            b = 0x1C;
+    }
+}
+
+void from_pc_controls(QByteArray* bytes) {
+    for (char& b : *bytes) {
+        if (b == 0x7F)
+            b = 0x1A;
+        else if (b == 0x1A)
+            b = 0x1C;
+        else if (b == 0x1C)
+            b = 0x7F;
+    }
+}
+
+bool is_japanese(const QString& canonical) {
+    return canonical == QLatin1String("Shift-JIS") || canonical == QLatin1String("EUC-JP");
+}
+
+// One line of a UTF-16 file as UTF-8. A trailing odd byte decodes as U+FFFD already; a
+// surrogate half without its partner (a character cut off by the end of the line or
+// of the file) becomes U+FFFD as well, as a cut-off character does in every other
+// encoding, instead of the "?" that the UTF-8 encoder would write for it.
+QByteArray utf16_to_utf8(QStringDecoder* decoder, const QByteArray& bytes) {
+    QString text = decoder->decode(bytes);
+    decoder->resetState();
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (c.isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate())
+            ++i;
+        else if (c.isSurrogate())
+            text[i] = QChar(QChar::ReplacementCharacter);
+    }
+    return text.toUtf8();
+}
+
+} // namespace
+
+QString decode_line_s(QStringDecoder* decoder, const QString& canonical, QByteArray bytes) {
+    const bool own_sub = bytes.contains('\x1A');
+    if (canonical == QLatin1String("Shift-JIS")) to_pc_controls(&bytes);
+    // The line goes through the converter with its line feed put back: a multibyte
+    // character cut off by the end of the line (or of the file) then meets a byte that
+    // cannot continue it and is decoded as a bad sequence, instead of waiting for bytes
+    // that never come and vanishing. No encoding here lets a line feed continue a
+    // character, so the feed comes out again and is taken off.
+    bytes.append('\n');
+    QString text = decoder->decode(bytes);
+    decoder->resetState();
+    if (text.endsWith(QLatin1Char('\n'))) text.chop(1);
+    // The Japanese converters decode a bad sequence as U+001A (SUB), which a form would
+    // draw as nothing. Unless the line holds SUB bytes of its own, make those U+FFFD, as
+    // UTF-8 does, so that a damaged character shows on the page.
+    if (is_japanese(canonical) && !own_sub)
+        text.replace(QChar(0x1A), QChar(QChar::ReplacementCharacter));
+    return text;
+}
+
+QByteArray encode_text(QStringEncoder* encoder, const QString& canonical, const QString& text) {
+    QByteArray bytes = encoder->encode(text);
+    if (canonical == QLatin1String("Shift-JIS")) from_pc_controls(&bytes);
+    return bytes;
+}
+
+qsizetype qx_line_buffer_l::find_line_feed(qsizetype from) const {
+    const char* data = buffer_.constData();
+    const qsizetype size = buffer_.size();
+    if (unit_ == 1) {
+        const void* nl = std::memchr(data + from, '\n', size_t(size - from));
+        return nl ? static_cast<const char*>(nl) - data : -1;
+    }
+    const int low = big_endian_ ? 1 : 0; // where the 0x0A byte of the unit is
+    for (qsizetype i = from; i + 1 < size; i += 2) {
+        if (data[i + low] == '\n' && data[i + 1 - low] == 0) return i;
+    }
+    return -1;
+}
+
+bool qx_line_buffer_l::ends_with_cr(const char* begin, qsizetype len) const {
+    if (len < unit_) return false;
+    const char* u = begin + len - unit_;
+    if (unit_ == 1) return u[0] == '\r';
+    return big_endian_ ? (u[0] == 0 && u[1] == '\r') : (u[0] == '\r' && u[1] == 0);
+}
+
 int qx_line_buffer_l::next(QByteArray* out) {
     constexpr qsizetype block = 1 << 16;
     qsizetype scan_from = pos_;
     for (;;) {
-        const char* begin = buffer_.constData() + pos_;
-        const char* from = buffer_.constData() + scan_from;
-        const char* nl =
-            static_cast<const char*>(std::memchr(from, '\n', size_t(buffer_.size() - scan_from)));
-        if (nl) {
-            qsizetype len = nl - begin;
-            if (len > 0 && begin[len - 1] == '\r') --len;
+        const qsizetype nl = find_line_feed(scan_from);
+        if (nl >= 0) {
+            const char* begin = buffer_.constData() + pos_;
+            pos_ = nl + unit_;
+            if (skipping_) {
+                skipping_ = false;
+                return 3;
+            }
+            qsizetype len = nl - (begin - buffer_.constData());
+            if (ends_with_cr(begin, len)) len -= unit_;
+            if (len > max_line) return 3;
             *out = QByteArray(begin, len);
-            pos_ = (nl - buffer_.constData()) + 1;
             return 0;
         }
         if (eof_) {
+            if (skipping_) {
+                skipping_ = false;
+                pos_ = buffer_.size();
+                return 3;
+            }
             if (pos_ >= buffer_.size()) return 1;
             // The last line has no line feed.
-            *out = QByteArray(begin, buffer_.size() - pos_);
+            const qsizetype len = buffer_.size() - pos_;
+            const qsizetype start = pos_;
             pos_ = buffer_.size();
+            if (len > max_line) return 3;
+            *out = QByteArray(buffer_.constData() + start, len);
             return 0;
         }
-        // Keep the unread part, then read another block behind it.
+        // Keep the unread part, or in an overlong line only a trailing partial unit,
+        // then read another block behind it.
         buffer_.remove(0, pos_);
-        scan_from = buffer_.size();
         pos_ = 0;
+        if (!skipping_ && buffer_.size() > max_line + unit_) skipping_ = true;
+        if (skipping_) buffer_.remove(0, buffer_.size() - buffer_.size() % unit_);
+        scan_from = buffer_.size() - buffer_.size() % unit_;
         const qsizetype old = buffer_.size();
         buffer_.resize(old + block);
         const qint64 got = file_->read(buffer_.data() + old, block);
         if (got < 0) {
-            buffer_.resize(old);
+            // Nothing after a failed read can be trusted; the file counts as ended.
+            buffer_.clear();
+            eof_ = true;
+            skipping_ = false;
             return 2;
         }
         buffer_.resize(old + got);
@@ -84,24 +200,27 @@ bool qx_read_l::open_b(const QString& name, const QString& encoding) {
         return false;
     }
     encoding_ = ctx->encode_s(encoding);
-    decoder_ = make_decoder(encoding_);
-    stream = std::make_unique<qx_line_buffer_l>(file.get());
-    first_line_ = true;
-    return true;
-}
-
-void qx_read_l::strip_bom(QByteArray* bytes) {
-    if (first_line_) {
-        first_line_ = false;
-        if (bytes->startsWith("\xEF\xBB\xBF")) {
-            bytes->remove(0, 3);
-            if (encoding_ != QLatin1String("UTF-8")) {
-                // A byte-order mark says what the file is, whatever it was opened as.
-                encoding_ = QStringLiteral("UTF-8");
-                decoder_ = make_decoder(encoding_);
-            }
-        }
+    utf16_decoder_ = QStringDecoder();
+    int unit = 1;
+    bool big_endian = false;
+    // A byte-order mark says what the file is, whatever it was opened as.
+    const QByteArray head = file->peek(3);
+    if (head.startsWith("\xEF\xBB\xBF")) {
+        file->skip(3);
+        encoding_ = QStringLiteral("UTF-8");
+    } else if (head.startsWith("\xFF\xFE") || head.startsWith("\xFE\xFF")) {
+        file->skip(2);
+        unit = 2;
+        big_endian = head.startsWith("\xFE\xFF");
+        encoding_ = big_endian ? QStringLiteral("UTF-16BE") : QStringLiteral("UTF-16LE");
+        utf16_decoder_ =
+            QStringDecoder(big_endian ? QStringConverter::Utf16BE : QStringConverter::Utf16LE,
+                           QStringConverter::Flag::Stateless);
     }
+    raw_encoding_ = unit == 2 ? QStringLiteral("UTF-8") : encoding_;
+    decoder_ = make_decoder(raw_encoding_);
+    stream = std::make_unique<qx_line_buffer_l>(file.get(), unit, big_endian);
+    return true;
 }
 
 int qx_read_l::read_raw() {
@@ -110,25 +229,22 @@ int qx_read_l::read_raw() {
         return 5;
     }
     const int r = stream->next(&raw_line);
-    if (r == 1) {
+    if (r != 0) {
         line.clear();
         raw_line.clear();
-        return 1;
-    }
-    if (r != 0) {
-        ctx->message = QStringLiteral("read error(") + file_name + QStringLiteral(")");
+        if (r == 1) return 1;
+        ctx->message = (r == 3 ? QStringLiteral("line too long(") : QStringLiteral("read error(")) +
+                       file_name + QStringLiteral(")");
         return 2;
     }
-    strip_bom(&raw_line);
+    if (utf16_decoder_.isValid()) raw_line = utf16_to_utf8(&utf16_decoder_, raw_line);
     return 0;
 }
 
 int qx_read_l::read() {
     const int r = read_raw();
     if (r != 0) return r;
-    line = decoder_.decode(raw_line);
-    // A multibyte character cut off at the end of a line must not leak into the next.
-    decoder_.resetState();
+    line = decode_line_s(&decoder_, raw_encoding_, raw_line);
     return 0;
 }
 
@@ -166,7 +282,8 @@ bool qx_write_l::open_b(const QString& name, const QString& mode, const QString&
         write_close_v();
         return false;
     }
-    stream = std::make_unique<QStringEncoder>(make_encoder(ctx->encode_s(enc)));
+    encoding_ = ctx->encode_s(enc);
+    stream = std::make_unique<QStringEncoder>(make_encoder(encoding_));
     return true;
 }
 
@@ -175,7 +292,7 @@ bool qx_write_l::write_b(const QString& text) {
         ctx->message = QStringLiteral("not open write");
         return false;
     }
-    const QByteArray bytes = stream->encode(text + line_terminator);
+    const QByteArray bytes = encode_text(stream.get(), encoding_, text + line_terminator);
     return file->write(bytes) == bytes.size();
 }
 
@@ -189,30 +306,32 @@ void qx_write_l::write_close_v() {
 
 namespace {
 
-// Length of the valid UTF-8 sequence at p (at most n bytes), or 0 when it is not one.
+// The UTF-8 sequence that starts at p (n bytes available): its length when it is a
+// well-formed sequence (no overlong forms, no surrogates, nothing above U+10FFFF), -1
+// when the bytes end before it does but are right so far, 0 when it is no UTF-8.
 int utf8_sequence(const unsigned char* p, qsizetype n) {
-    const unsigned char c = p[0];
+    const unsigned int c = p[0];
     int len;
-    unsigned int min;
+    unsigned int lo = 0x80; // range of the second byte
+    unsigned int hi = 0xBF;
     if (c >= 0xC2 && c <= 0xDF) {
         len = 2;
-        min = 0x80;
     } else if (c >= 0xE0 && c <= 0xEF) {
         len = 3;
-        min = 0x800;
+        if (c == 0xE0) lo = 0xA0;
+        if (c == 0xED) hi = 0x9F;
     } else if (c >= 0xF0 && c <= 0xF4) {
         len = 4;
-        min = 0x10000;
+        if (c == 0xF0) lo = 0x90;
+        if (c == 0xF4) hi = 0x8F;
     } else {
         return 0;
     }
-    if (n < len) return 0;
-    unsigned int cp = c & (0x7F >> len);
-    for (int i = 1; i < len; ++i) {
-        if ((p[i] & 0xC0) != 0x80) return 0;
-        cp = (cp << 6) | (p[i] & 0x3F);
+    for (int k = 1; k < len; ++k) {
+        if (k >= n) return -1;
+        const unsigned int b = p[k];
+        if (k == 1 ? (b < lo || b > hi) : (b & 0xC0) != 0x80) return 0;
     }
-    if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
     return len;
 }
 
@@ -220,53 +339,37 @@ int utf8_sequence(const unsigned char* p, qsizetype n) {
 
 QString qx_z_l::file_encoding_s(const QString& path) {
     if (!forced_encoding.isEmpty()) return encode_s(forced_encoding);
+    const QString utf8 = QStringLiteral("UTF-8");
+    const QString sjis = QStringLiteral("Shift-JIS");
     QFile f(path);
-    if (!f.open(QIODevice::ReadOnly)) return QStringLiteral("UTF-8");
-    // ASCII says nothing, so skip to the first byte above 0x7F however far in it is,
-    // then judge by up to 256 KB from there: Shift-JIS text is practically never valid
-    // UTF-8 for more than a character or two.
-    constexpr qsizetype block = 1 << 18;
-    QByteArray buf;
+    if (!f.open(QIODevice::ReadOnly)) return utf8;
+    // The whole file is looked at, a block at a time and in constant memory, so that a
+    // Shift-JIS character is found however far into the file the first one is. The
+    // first byte sequence that is no UTF-8 decides for Shift-JIS.
+    constexpr qint64 block = 1 << 16;
+    QByteArray buf; // a sequence cut by the end of the last block, then the next block
     bool first_block = true;
     for (;;) {
-        QByteArray more = f.read(block);
-        if (more.isEmpty() && buf.isEmpty()) return QStringLiteral("UTF-8");
+        const QByteArray more = f.read(block);
+        if (more.isEmpty()) return buf.isEmpty() ? utf8 : sjis; // cut at the end: no UTF-8
         buf += more;
-        if (first_block && buf.startsWith("\xEF\xBB\xBF")) return QStringLiteral("UTF-8");
-        first_block = false;
+        if (first_block) {
+            first_block = false;
+            if (buf.startsWith("\xEF\xBB\xBF")) return utf8;
+        }
         const auto* p = reinterpret_cast<const unsigned char*>(buf.constData());
-        qsizetype i = 0;
         const qsizetype n = buf.size();
-        while (i < n && p[i] < 0x80)
-            ++i;
-        if (i == n) {
-            if (more.isEmpty()) return QStringLiteral("UTF-8");
-            buf.clear();
-            continue;
-        }
-        // Found non-ASCII: make sure the judging window is in memory.
-        buf.remove(0, i);
-        while (buf.size() < block) {
-            const QByteArray tail = f.read(block - buf.size());
-            if (tail.isEmpty()) break;
-            buf += tail;
-        }
-        const auto* q = reinterpret_cast<const unsigned char*>(buf.constData());
-        const qsizetype m = buf.size();
-        qsizetype j = 0;
-        while (j < m) {
-            if (q[j] < 0x80) {
-                ++j;
+        qsizetype i = 0;
+        while (i < n) {
+            if (p[i] < 0x80) {
+                ++i;
                 continue;
             }
-            const int len = utf8_sequence(q + j, m - j);
-            if (len == 0) {
-                // A sequence cut by the end of the window is no verdict against UTF-8.
-                if (m - j < 4 && m == block) break;
-                return QStringLiteral("Shift-JIS");
-            }
-            j += len;
+            const int len = utf8_sequence(p + i, n - i);
+            if (len == 0) return sjis;
+            if (len < 0) break; // the rest comes with the next block
+            i += len;
         }
-        return QStringLiteral("UTF-8");
+        buf.remove(0, i);
     }
 }
