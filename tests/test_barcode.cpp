@@ -135,11 +135,12 @@ class test_barcode : public QObject {
                               {QStringLiteral("--raw"), QStringLiteral("-q"), path});
     }
 
-    // A bar code item at (15, 10) mm, 15 mm high.
+    // A bar code item at (15, 10) mm, 25 mm high: tall enough that the digits drawn
+    // over the lower part of a JAN symbol leave its upper part clear.
     void set_item(float thin, float char_size = 0) {
         item = qx_print_l();
         item.num5 = thin;
-        item.num6 = 15;
+        item.num6 = 25;
         item.num1 = 15;
         item.num2 = 10;
         item.num7 = char_size;
@@ -233,7 +234,7 @@ private slots:
         QFETCH(QString, decoded);
         QFETCH(QStringList, zint);
         set_item(thin);
-        const QImage image = render(260, 40, [&] { QVERIFY(form->code39_b(0, 0, 1, text)); });
+        const QImage image = render(260, 45, [&] { QVERIFY(form->code39_b(0, 0, 1, text)); });
         QCOMPARE(zbar(image), decoded);
         const QList<int> drawn = image_runs(image, pixel_of(12));
         const double narrow = thin * device_factor * pixels_per_unit;
@@ -265,7 +266,7 @@ private slots:
         QFETCH(QString, digits);
         set_item(module);
         form->mode = test_data ? form_l::MODE_TEST_DATA : form_l::MODE_DISPLAY;
-        const QImage image = render(150, 40, [&] { QCOMPARE(form->jan_b(0, 0, 1, value), 1); });
+        const QImage image = render(150, 45, [&] { QCOMPARE(form->jan_b(0, 0, 1, value), 1); });
         QCOMPARE(zbar(image), digits);
         const double module_pixels = module * device_factor * pixels_per_unit;
         const QList<int> drawn = to_modules(image_runs(image, pixel_of(12)), module_pixels);
@@ -277,7 +278,7 @@ private slots:
     // A 13-digit value is not checked: its last digit is drawn even when wrong.
     void jan_wrong_check_digit_drawn_as_given() {
         set_item(two_units);
-        const QImage image = render(150, 40, [&] { form->jan_b(0, 0, 1, "4901234567890"); });
+        const QImage image = render(150, 45, [&] { form->jan_b(0, 0, 1, "4901234567890"); });
         const double module_pixels = two_units * device_factor * pixels_per_unit;
         QList<int> expected = zint_runs({"-b", "14", "-d", "4901234567894"});
         // Right-hand 4 is bar 1, space 1, bar 3, space 2; a 0 is bar 3, space 2, bar 1,
@@ -286,18 +287,18 @@ private slots:
         QCOMPARE(to_modules(image_runs(image, pixel_of(12)), module_pixels), expected);
     }
 
-    // Every bar starts at the top; guard bars reach the full code height, data bars stop
-    // 7.5 modules higher (at 24.7 mm), leaving room for the digits under them.
+    // Every bar starts at the top; guard bars reach the full code height (30 mm), data
+    // bars stop 7.5 modules higher (at 24.7 mm).
     void jan_bar_heights() {
         set_item(two_units);
         item.num6 = 20;
-        const QImage image = render(150, 40, [&] { form->jan_b(0, 0, 1, "4901234"); });
+        const QImage image = render(150, 45, [&] { form->jan_b(0, 0, 1, "4901234"); });
         const int all_bars = 2 * 22 - 1; // 22 bars and the spaces between them
         const int guard_bars = 2 * 6 - 1;
         QVERIFY(!has_ink(image, QRect(0, 0, image.width(), pixel_of(9.9))));
         QCOMPARE(image_runs(image, pixel_of(10.1)).size(), all_bars);
-        QCOMPARE(image_runs(image, pixel_of(17)).size(), all_bars);
-        QCOMPARE(image_runs(image, pixel_of(25.3)).size(), guard_bars);
+        QCOMPARE(image_runs(image, pixel_of(14)).size(), all_bars);
+        QCOMPARE(image_runs(image, pixel_of(27)).size(), guard_bars);
         QCOMPARE(image_runs(image, pixel_of(29.9)).size(), guard_bars);
         QVERIFY(!has_ink(image, QRect(0, pixel_of(30.1), image.width(), pixel_of(5))));
     }
@@ -345,7 +346,7 @@ private slots:
         form->error_prefix = QStringLiteral("(7) JAN");
         ctx->message = QStringLiteral("earlier");
         bool ok = false;
-        const QImage image = render(150, 40, [&] {
+        const QImage image = render(150, 45, [&] {
             ok = jan ? form->jan_b(0, 0, 1, value) == 1 : form->code39_b(0, 0, 1, value);
         });
         QCOMPARE(ok, message.isEmpty());
@@ -365,9 +366,51 @@ private slots:
     // check character: "**AB*" is five valid characters.
     void code39_half_framed_text() {
         set_item(two_units);
-        const QImage image = render(150, 40, [&] { QVERIFY(form->code39_b(0, 0, 1, "*AB")); });
+        const QImage image = render(150, 45, [&] { QVERIFY(form->code39_b(0, 0, 1, "*AB")); });
         QCOMPARE(image_runs(image, pixel_of(12)).size(), 5 * 10 - 1);
         QCOMPARE(form->error_list.size(), 1);
+    }
+
+    // The framed text stands on the bar code's lower-left corner (char x and char y are
+    // not used): it changes only rows within one character size above the bar bottom
+    // (35 mm), starts at the left edge (15 mm), and its six characters at the 11-point
+    // advance of 11 / 2.8346 mm end between 15 + 5 and 15 + 6 advances.
+    void code39_text() {
+        set_item(two_units);
+        const QImage bare = render(150, 45, [&] { form->code39_b(0, 0, 1, "ABC"); });
+        item.num7 = 4;
+        item.num3 = 60;
+        item.num4 = 2;
+        const QImage text = render(150, 45, [&] { form->code39_b(0, 0, 1, "ABC"); });
+        QCOMPARE(zbar(text), QStringLiteral("ABCX"));
+        QRect changed;
+        for (int y = 0; y < text.height(); ++y)
+            for (int x = 0; x < text.width(); ++x)
+                if (text.pixel(x, y) != bare.pixel(x, y)) changed |= QRect(x, y, 1, 1);
+        QVERIFY(!changed.isEmpty());
+        QVERIFY(changed.top() >= pixel_of(31) && changed.bottom() <= pixel_of(36));
+        QVERIFY(changed.left() >= pixel_of(15) && changed.left() < pixel_of(17));
+        const double advance = 11 / device_factor;
+        QVERIFY(changed.right() > pixel_of(15 + 5 * advance));
+        QVERIFY(changed.right() <= pixel_of(15 + 6 * advance));
+    }
+
+    // The first digit of an EAN-13 stands alone left of the start guard, from 1.25 digit
+    // pitches (6.2 mm) left of it; an EAN-8 has nothing there, and a value that fails
+    // draws no digits at all. The first bar's left edge is truncated to 42 units (14.8 mm).
+    void jan_first_digit_data() {
+        QTest::addColumn<QString>("value");
+        QTest::addColumn<bool>("digit_left");
+        QTest::newRow("EAN-13") << "490123456789" << true;
+        QTest::newRow("EAN-8") << "4901234" << false;
+        QTest::newRow("failed") << "49012345678A" << false;
+    }
+    void jan_first_digit() {
+        QFETCH(QString, value);
+        QFETCH(bool, digit_left);
+        set_item(two_units);
+        const QImage image = render(150, 45, [&] { form->jan_b(0, 0, 1, value); });
+        QCOMPARE(has_ink(image, QRect(0, 0, pixel_of(14.5), image.height())), digit_left);
     }
 
     // The picture keeps its own pixel size, one pixel per device unit, with its corner
