@@ -8,6 +8,10 @@ void form_l::read_layout_v() {
     for (;;) {
         // Assemble one record: a line ending in a backslash goes on in the next line.
         record.clear();
+        // A comment has its "*" as the very first character of its first line; after
+        // leading blanks it is a keyword like any other (and an unknown one).
+        bool first_line = true;
+        bool comment = false;
         for (;;) {
             ++layout_line_no;
             const int status = layout_reader->read();
@@ -23,6 +27,8 @@ void form_l::read_layout_v() {
                 return;
             }
             const QString& line = layout_reader->line;
+            if (first_line) comment = line.startsWith(QLatin1Char('*'));
+            first_line = false;
             if (line.isEmpty()) break;
             if (!line.endsWith(QLatin1Char('\\'))) {
                 record += ctx->trim_start_s(line);
@@ -34,7 +40,7 @@ void form_l::read_layout_v() {
         // is dropped.
         if (at_eof) return;
         if (record.isEmpty()) continue;
-        if (record.at(0) == QLatin1Char('*')) continue;
+        if (comment) continue;
         csv_split_v(&fields, record);
         dispatch_record_v();
     }
