@@ -199,6 +199,8 @@ private slots:
     void occurs_bound();
     void values_per_page_data();
     void values_per_page();
+    void examples_data();
+    void examples();
 };
 
 // ==================================================================== command line
@@ -416,8 +418,8 @@ void test_layout::records_data() {
     QTest::newRow("cut off after several lines")
         << QByteArray("TEXT,a\nFOO,\\\nBAR,\\\n") << none << QStringList{"a"};
     QTest::newRow("comment") << QByteArray("*FOO\n* BAR\nTEXT,a") << none << QStringList{"a"};
-    QTest::newRow("comment after leading blanks")
-        << QByteArray("   *FOO,1\nTEXT,a") << none << QStringList{"a"};
+    QTest::newRow("blank before star is no comment")
+        << QByteArray("   *FOO,1\nTEXT,a") << QStringList{"(1) *FOO *FOO ?"} << QStringList{"a"};
     QTest::newRow("tab before star is no comment")
         << QByteArray("\t*FOO,1") << QStringList{"(1) *FOO *FOO ?"} << none;
     QTest::newRow("continued comment")
@@ -921,6 +923,37 @@ void test_layout::values_per_page() {
     QFETCH(int, values);
     auto s = parse(layout);
     QCOMPARE(s->form->values_per_form, values);
+}
+
+// The layouts of examples/ parse without an error into the items and the values per
+// page that their comments promise.
+void test_layout::examples_data() {
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<int>("lines");
+    QTest::addColumn<int>("prints");
+    QTest::addColumn<int>("values");
+
+    // 13 rules; 12 texts and values before the rows, 3 row values and 21 copies, 4 after.
+    QTest::newRow("invoice") << "invoice/invoice.csv" << 13 << 40 << 30;
+    // A box and three values, seven times; two columns.
+    QTest::newRow("labels") << "labels/labels.csv" << 7 << 21 << 42;
+    // The frame and five rules; 8 texts and values, 1 row value and 3 copies, 1 text.
+    QTest::newRow("delivery") << "delivery/delivery.csv" << 6 << 13 << 8;
+}
+
+void test_layout::examples() {
+    QFETCH(QString, file);
+    QFETCH(int, lines);
+    QFETCH(int, prints);
+    QFETCH(int, values);
+    const QString path = QStringLiteral(KORVAN_SOURCE_DIR "/examples/") + file;
+    if (!QFile::exists(path)) QSKIP("example not present");
+    session_l s({QStringLiteral("DATA"), QStringLiteral("none.txt"), path});
+    s.form->setup_v();
+    QCOMPARE(s.errors(), QStringList{});
+    QCOMPARE(s.form->line_items.size(), lines);
+    QCOMPARE(s.form->print_items.size(), prints);
+    QCOMPARE(s.form->values_per_form, values);
 }
 
 QTEST_MAIN(test_layout)
