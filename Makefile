@@ -31,7 +31,8 @@ clean:
 
 # Fuzzing (clang and libFuzzer): `make fuzz` builds the harnesses of fuzz/ into
 # $(FUZZ_BUILD); `make fuzz-run FUZZ_SECONDS=600` runs the layout fuzzer for that long.
-# New inputs go to $(FUZZ_BUILD)/corpus/layout, crashes to $(FUZZ_BUILD)/crash-*, the
+# It starts from fuzz/corpus/layout and the examples; new inputs go to
+# $(FUZZ_BUILD)/corpus/layout, crashes to $(FUZZ_BUILD)/crash-*, the
 # log to $(FUZZ_BUILD)/fuzz-0.log. Reproduce a crash: $(FUZZ_BUILD)/fuzz_layout FILE
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 600
@@ -43,6 +44,6 @@ fuzz:
 fuzz-run: fuzz
 	@mkdir -p $(FUZZ_BUILD)/corpus/layout
 	cd $(FUZZ_BUILD) && LSAN_OPTIONS=suppressions=$(CURDIR)/fuzz/lsan.supp QT_QPA_PLATFORM=offscreen \
-		./fuzz_layout corpus/layout $(CURDIR)/fuzz/corpus/layout \
+		./fuzz_layout corpus/layout $(CURDIR)/fuzz/corpus/layout $(wildcard $(CURDIR)/examples/*/) \
 		-dict=$(CURDIR)/fuzz/layout.dict -max_total_time=$(FUZZ_SECONDS) -timeout=10 \
 		-close_fd_mask=2 -jobs=1 -workers=1 -artifact_prefix=./
