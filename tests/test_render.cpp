@@ -270,12 +270,47 @@ private slots:
         QImage image(100, 100, QImage::Format_RGB32);
         QPainter painter(&image);
         f->painter = &painter;
+        // Each page's values are collected when the next page starts; a run holds no
+        // more values than one page takes, however many pages it prints.
+        s_l all;
+        auto page_done = [&] {
+            QVERIFY(f->page_values.size() <= 3);
+            all += f->page_values;
+        };
         int printed = 1;
-        const bool ok = f->print_run_b([&] { return ++printed > 0; });
+        const bool ok = f->print_run_b([&] {
+            page_done();
+            return ++printed > 0;
+        });
+        page_done();
         QCOMPARE(printed, pages);
-        QCOMPARE(f->page_values.join('|'), taken);
+        QCOMPARE(all.join('|'), taken);
         QCOMPARE(ok, error.isEmpty());
         if (!error.isEmpty()) QVERIFY(f->error_list.last().endsWith(error));
+    }
+
+    // A data line longer than the reader takes is skipped by the reader; the print run
+    // must not go on past it with the values shifted. The page before it is finished
+    // whole and the run stops there with the reader's message.
+    void print_run_stops_at_an_unreadable_line() {
+        auto f = new_form(form_l::MODE_PRINT);
+        for (int i = 0; i < 3; ++i)
+            add_text(*f, {"DATA", {}, 10, 10.0f + 10 * i}, 1);
+        f->values_per_form = 3;
+        const QByteArray long_line(qx_line_buffer_l::max_line + 10, 'x');
+        f->data_name = write_file("long.txt", "a\tb\tc\n" + long_line + "\nd\te\tf\n");
+        QCOMPARE(f->read_data_b(1), 1);
+        QImage image(100, 100, QImage::Format_RGB32);
+        QPainter painter(&image);
+        f->painter = &painter;
+        int printed = 1;
+        const bool ok = f->print_run_b([&] { return ++printed > 0; });
+        QVERIFY(!ok);
+        QCOMPARE(printed, 1);
+        QCOMPARE(f->page_values, s_l({"a", "b", "c"}));
+        QCOMPARE(f->error_list.size(), 2);
+        QCOMPARE(f->error_list.last(),
+                 QString::fromUtf8("データ[1] line too long(") + f->data_name + ")");
     }
 
     // A data record with two positions prints one value twice; fixed texts take none.
