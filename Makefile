@@ -38,21 +38,19 @@ bench: deps
 	QT_QPA_PLATFORM=offscreen $(BENCH_BUILD)/bin/bench_render
 	QT_QPA_PLATFORM=offscreen $(BENCH_BUILD)/bin/bench_positioning
 
-# Fuzzing (clang and libFuzzer): `make fuzz` builds the harnesses of fuzz/ into
-# $(FUZZ_BUILD); `make fuzz-run FUZZ_SECONDS=600` runs the layout fuzzer for that long.
-# It starts from fuzz/corpus/layout and the examples; new inputs go to
-# $(FUZZ_BUILD)/corpus/layout, crashes to $(FUZZ_BUILD)/crash-*, the
-# log to $(FUZZ_BUILD)/fuzz-0.log. Reproduce a crash: $(FUZZ_BUILD)/fuzz_layout FILE
+# Fuzzing (clang and libFuzzer): `make fuzz` builds every harness of fuzz/ (one per
+# input: layout, data, edit, barcode, numbers, text) into $(FUZZ_BUILD);
+# `make fuzz-run FUZZ_SECONDS=1800` runs each for that long, FUZZ_JOBS at a time, from
+# the seeds of fuzz/corpus/NAME, and prints executions, coverage and crashes per
+# harness. Logs: $(FUZZ_BUILD)/fuzz-NAME.log; crashing inputs:
+# $(FUZZ_BUILD)/crashes/NAME/; reproduce one with $(FUZZ_BUILD)/fuzz_NAME FILE.
 FUZZ_BUILD ?= build-fuzz
 FUZZ_SECONDS ?= 600
+FUZZ_JOBS ?= 2
 
 fuzz:
 	@cmake -S fuzz -B $(FUZZ_BUILD) -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 	@cmake --build $(FUZZ_BUILD) -j$(JOBS)
 
 fuzz-run: fuzz
-	@mkdir -p $(FUZZ_BUILD)/corpus/layout
-	cd $(FUZZ_BUILD) && LSAN_OPTIONS=suppressions=$(CURDIR)/fuzz/lsan.supp QT_QPA_PLATFORM=offscreen \
-		./fuzz_layout corpus/layout $(CURDIR)/fuzz/corpus/layout $(wildcard $(CURDIR)/examples/*/) \
-		-dict=$(CURDIR)/fuzz/layout.dict -max_total_time=$(FUZZ_SECONDS) -timeout=10 \
-		-close_fd_mask=2 -jobs=1 -workers=1 -artifact_prefix=./
+	fuzz/run.sh $(FUZZ_BUILD) $(FUZZ_SECONDS) $(FUZZ_JOBS)
