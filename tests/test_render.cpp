@@ -255,6 +255,10 @@ private slots:
                                   << "Page End data Count(3) Error";
         QTest::newRow("data runs out") << QByteArray("a\tb\tc\nd\n") << 2 << "a|b|c|d||"
                                        << "";
+        QTest::newRow("a million values in a line")
+            << "1\t2\t3" + QByteArray("\tx").repeated(1000000) + "\n4\t5\t6\n"
+            << 1 << "1|2|3"
+            << "Page End data Count(3) Error";
     }
     void print_run_counts() {
         QFETCH(QByteArray, bytes);
@@ -267,6 +271,8 @@ private slots:
         f->values_per_form = 3;
         f->data_name = write_file("run.txt", bytes);
         QCOMPARE(f->read_data_b(1), 1);
+        // A line holds no more values than a page takes, and one for the rest of it.
+        QVERIFY(f->data_values.size() <= 4);
         QImage image(100, 100, QImage::Format_RGB32);
         QPainter painter(&image);
         f->painter = &painter;
