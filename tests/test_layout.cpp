@@ -672,6 +672,19 @@ void test_layout::styles_and_settings() {
         QCOMPARE(s->form->print_items.at(0)->style, 1);
     }
     {
+        // Styles defined between the items that use them: each item finds the first
+        // definition made so far, a name defined later is found once it is defined.
+        auto s = parse("CHAR_SET,A,1\nTEXT,t,A\nTEXT,t,B\nCHAR_SET,B,2,,,A,3\nTEXT,t,B\n"
+                       "TEXT,t,A\nLINE_SET,L,1,0\nBOX,L\nLINE_SET,M,1,0,L,2,0\nBOX,M\nBOX,L");
+        QCOMPARE(s->errors(), QStringList{"(3) TEXT Char name (B) not found"});
+        QStringList styles;
+        for (const qx_print_l* p : std::as_const(s->form->print_items))
+            styles << QString::number(p->style);
+        for (const qx_print_l* p : std::as_const(s->form->line_items))
+            styles << QString::number(p->style);
+        QCOMPARE(styles, (QStringList{"1", "2", "1", "0", "1", "0"}));
+    }
+    {
         // Size 0: the data carries the size; no font: the default one.
         auto s = parse("CHAR_SET,S1,0,,B\nFONT,MS Mincho\nCHAR_SET,S2,2.5,,bi,S3,1,IPAPGothic,");
         QCOMPARE(s->errors(), QStringList{});
