@@ -124,7 +124,9 @@ void korvan_l::paintEvent(QPaintEvent*) {
             if (data_reader) data_reader->read_close_v();
             window_painter.end();
             painter = outer;
-            close_v();
+            // Closed once this paint has been delivered: a window closed inside its own
+            // paint leaves Qt a paint to flush on a window that no longer exists.
+            QMetaObject::invokeMethod(this, &korvan_l::close_v, Qt::QueuedConnection);
             return;
         }
         busy_flag = 1;
