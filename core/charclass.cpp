@@ -25,27 +25,32 @@ int qx_z_l::measure_kind_code(QChar c) {
     return KIND_WIDE;
 }
 
-int qx_z_l::form_length(QChar c) {
-    switch (kind_code(c)) {
-    case KIND_NONE:
-        return 0;
-    case KIND_ASCII:
+namespace {
+
+// Columns of a character class: a surrogate pair counts two, on its high half.
+int class_width(int kind) {
+    switch (kind) {
+    case qx_z_l::KIND_ASCII:
+    case qx_z_l::KIND_HALF_KANA:
         return 1;
-    case KIND_HALF_KANA:
-        return 1;
-    case KIND_HIGH_SURROGATE:
+    case qx_z_l::KIND_WIDE:
+    case qx_z_l::KIND_HIGH_SURROGATE:
         return 2;
-    case KIND_LOW_SURROGATE:
+    default: // no advance, low surrogate
         return 0;
-    default:
-        return 2;
     }
 }
 
+} // namespace
+
+int qx_z_l::form_length(QChar c) {
+    return class_width(kind_code(c));
+}
+
 int qx_z_l::form_length(qx_zz_l* counter, QChar c) {
-    const int width = form_length(c);
-    if (kind_code(c) == KIND_HIGH_SURROGATE) counter->num2 = qint32(counter->num2) + 1;
-    return width;
+    const int kind = kind_code(c);
+    if (kind == KIND_HIGH_SURROGATE) counter->num2 = qint32(counter->num2) + 1;
+    return class_width(kind);
 }
 
 int qx_z_l::form_length(const QString& s, int n) {

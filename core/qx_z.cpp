@@ -4,6 +4,7 @@
 #include "core/version.h"
 
 #include <QApplication>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QPainter>
 #include <QProcess>
@@ -53,6 +54,15 @@ void qx_z_l::sub_v(const QString& name) {
     for (const auto& c : rgb)
         palette.append(QBrush(QColor(c[0], c[1], c[2], 255), Qt::SolidPattern));
 
+    // KORVAN_ENCODING names the encoding of the layout and data files when looking at
+    // them is not wanted; a name that is none of the three known ones is ignored.
+    const QString wanted = environment_s(QStringLiteral("KORVAN_ENCODING"));
+    const QString canonical = encode_s(wanted);
+    if (!wanted.isEmpty() &&
+        (canonical == QLatin1String("UTF-8") || canonical == QLatin1String("EUC-JP") ||
+         canonical == QLatin1String("Shift-JIS")))
+        forced_encoding = canonical;
+
     install_font_substitutions();
     font_family = default_font_family;
     default_font = QFont(default_font_family, font_size);
@@ -74,10 +84,12 @@ QString qx_z_l::user_name_s() const {
 }
 
 QString qx_z_l::machine_name_s() {
+    // One budget of 30 seconds for starting and finishing together.
+    const QDeadlineTimer deadline(30000);
     QProcess process;
     process.start(QStringLiteral("hostname"), QStringList());
-    if (!process.waitForStarted(30000)) return QString();
-    process.waitForFinished(30000);
+    if (!process.waitForStarted(int(deadline.remainingTime()))) return QString();
+    process.waitForFinished(int(deadline.remainingTime()));
     const QByteArray line = process.readLine();
     if (line.isEmpty()) return QString();
     return machine_name_from_s(QString::fromLocal8Bit(line));

@@ -2,6 +2,7 @@
 #include "core/qx_z.h"
 
 #include <QLocale>
+#include <climits>
 #include <cmath>
 
 namespace {
@@ -10,10 +11,27 @@ QString quoted(const QString& text) {
     return QLatin1Char('"') + text + QLatin1Char('"');
 }
 
-// C-locale floating-point conversion: optional sign, digits, point, exponent, with
-// white space allowed at either end. "inf" and "nan" are not numbers for a form.
+// White space as the C locale knows it: blank, tab, line feed, vertical tab, form feed
+// and carriage return. Numbers in layouts and data may carry it at either end; other
+// blanks (the ideographic space, for one) make a value no number.
+bool is_c_space(QChar c) {
+    const char16_t u = c.unicode();
+    return u == ' ' || (u >= '\t' && u <= '\r');
+}
+
+QStringView c_trimmed(const QString& text) {
+    qsizetype b = 0, e = text.size();
+    while (b < e && is_c_space(text.at(b)))
+        ++b;
+    while (e > b && is_c_space(text.at(e - 1)))
+        --e;
+    return QStringView(text).mid(b, e - b);
+}
+
+// C-locale floating-point conversion: optional sign, digits, point, exponent. "inf",
+// "nan", hexadecimal and values beyond the range of a double are not numbers for a form.
 bool parse_double(const QString& text, double* out) {
-    const QString t = text.trimmed();
+    const QStringView t = c_trimmed(text);
     if (t.isEmpty()) return false;
     for (QChar c : t) {
         const char16_t u = c.unicode();
@@ -24,6 +42,29 @@ bool parse_double(const QString& text, double* out) {
     const double v = QLocale::c().toDouble(t, &ok);
     if (!ok || !std::isfinite(v)) return false;
     *out = v;
+    return true;
+}
+
+// Base-10 conversion to 32 bits: optional sign and ASCII digits, C white space around.
+bool parse_int(const QString& text, int* out) {
+    const QStringView t = c_trimmed(text);
+    qsizetype i = 0;
+    bool negative = false;
+    if (i < t.size() && (t.at(i) == QLatin1Char('+') || t.at(i) == QLatin1Char('-'))) {
+        negative = t.at(i) == QLatin1Char('-');
+        ++i;
+    }
+    if (i == t.size()) return false;
+    qint64 v = 0;
+    for (; i < t.size(); ++i) {
+        const char16_t u = t.at(i).unicode();
+        if (u < '0' || u > '9') return false;
+        v = v * 10 + (u - '0');
+        if (v > qint64(INT_MAX) + 1) return false;
+    }
+    if (negative) v = -v;
+    if (v > INT_MAX) return false;
+    *out = int(v);
     return true;
 }
 
@@ -59,9 +100,8 @@ int qx_z_l::to_int_check(const QString& text, QChar sign, int default_value, int
         numeric_ok = true;
         return 0;
     }
-    bool ok = false;
-    const int v = text.toInt(&ok, 10);
-    if (!ok) {
+    int v = 0;
+    if (!parse_int(text, &v)) {
         numeric_ok = false;
         if (report == 1) message = QStringLiteral("not numeric ") + quoted(text);
         return default_value;
@@ -85,9 +125,8 @@ int qx_z_l::to_int_check(const QString& text, QChar sign, int default_value, int
 }
 
 int qx_z_l::to_int1s_i(const QString& text) {
-    bool ok = false;
-    const int v = text.toInt(&ok, 10);
-    return ok ? v : 0;
+    int v = 0;
+    return parse_int(text, &v) ? v : 0;
 }
 
 int qx_z_l::to_int_c_i(QChar c) {

@@ -33,37 +33,75 @@ QStringEncoder make_encoder(const QString& canonical) {
     return QStringEncoder(QStringConverter::System, QStringConverter::Flag::Stateless);
 }
 
+qsizetype qx_line_buffer_l::find_line_feed(qsizetype from) const {
+    const char* data = buffer_.constData();
+    const qsizetype size = buffer_.size();
+    if (unit_ == 1) {
+        const void* nl = std::memchr(data + from, '\n', size_t(size - from));
+        return nl ? static_cast<const char*>(nl) - data : -1;
+    }
+    const int low = big_endian_ ? 1 : 0; // where the 0x0A byte of the unit is
+    for (qsizetype i = from; i + 1 < size; i += 2) {
+        if (data[i + low] == '\n' && data[i + 1 - low] == 0) return i;
+    }
+    return -1;
+}
+
+bool qx_line_buffer_l::ends_with_cr(const char* begin, qsizetype len) const {
+    if (len < unit_) return false;
+    const char* u = begin + len - unit_;
+    if (unit_ == 1) return u[0] == '\r';
+    return big_endian_ ? (u[0] == 0 && u[1] == '\r') : (u[0] == '\r' && u[1] == 0);
+}
+
 int qx_line_buffer_l::next(QByteArray* out) {
     constexpr qsizetype block = 1 << 16;
     qsizetype scan_from = pos_;
     for (;;) {
-        const char* begin = buffer_.constData() + pos_;
-        const char* from = buffer_.constData() + scan_from;
-        const char* nl =
-            static_cast<const char*>(std::memchr(from, '\n', size_t(buffer_.size() - scan_from)));
-        if (nl) {
-            qsizetype len = nl - begin;
-            if (len > 0 && begin[len - 1] == '\r') --len;
+        const qsizetype nl = find_line_feed(scan_from);
+        if (nl >= 0) {
+            const char* begin = buffer_.constData() + pos_;
+            pos_ = nl + unit_;
+            if (skipping_) {
+                skipping_ = false;
+                return 3;
+            }
+            qsizetype len = nl - (begin - buffer_.constData());
+            if (ends_with_cr(begin, len)) len -= unit_;
+            if (len > max_line) return 3;
             *out = QByteArray(begin, len);
-            pos_ = (nl - buffer_.constData()) + 1;
             return 0;
         }
         if (eof_) {
+            if (skipping_) {
+                skipping_ = false;
+                pos_ = buffer_.size();
+                return 3;
+            }
             if (pos_ >= buffer_.size()) return 1;
             // The last line has no line feed.
-            *out = QByteArray(begin, buffer_.size() - pos_);
+            const qsizetype len = buffer_.size() - pos_;
+            const qsizetype start = pos_;
             pos_ = buffer_.size();
+            if (len > max_line) return 3;
+            *out = QByteArray(buffer_.constData() + start, len);
             return 0;
         }
-        // Keep the unread part, then read another block behind it.
+        // Keep the unread part, or in an overlong line only a trailing partial unit,
+        // then read another block behind it.
         buffer_.remove(0, pos_);
-        scan_from = buffer_.size();
         pos_ = 0;
+        if (!skipping_ && buffer_.size() > max_line + unit_) skipping_ = true;
+        if (skipping_) buffer_.remove(0, buffer_.size() - buffer_.size() % unit_);
+        scan_from = buffer_.size() - buffer_.size() % unit_;
         const qsizetype old = buffer_.size();
         buffer_.resize(old + block);
         const qint64 got = file_->read(buffer_.data() + old, block);
         if (got < 0) {
-            buffer_.resize(old);
+            // Nothing after a failed read can be trusted; the file counts as ended.
+            buffer_.clear();
+            eof_ = true;
+            skipping_ = false;
             return 2;
         }
         buffer_.resize(old + got);
@@ -84,24 +122,26 @@ bool qx_read_l::open_b(const QString& name, const QString& encoding) {
         return false;
     }
     encoding_ = ctx->encode_s(encoding);
-    decoder_ = make_decoder(encoding_);
-    stream = std::make_unique<qx_line_buffer_l>(file.get());
-    first_line_ = true;
-    return true;
-}
-
-void qx_read_l::strip_bom(QByteArray* bytes) {
-    if (first_line_) {
-        first_line_ = false;
-        if (bytes->startsWith("\xEF\xBB\xBF")) {
-            bytes->remove(0, 3);
-            if (encoding_ != QLatin1String("UTF-8")) {
-                // A byte-order mark says what the file is, whatever it was opened as.
-                encoding_ = QStringLiteral("UTF-8");
-                decoder_ = make_decoder(encoding_);
-            }
-        }
+    utf16_decoder_ = QStringDecoder();
+    int unit = 1;
+    bool big_endian = false;
+    // A byte-order mark says what the file is, whatever it was opened as.
+    const QByteArray head = file->peek(3);
+    if (head.startsWith("\xEF\xBB\xBF")) {
+        file->skip(3);
+        encoding_ = QStringLiteral("UTF-8");
+    } else if (head.startsWith("\xFF\xFE") || head.startsWith("\xFE\xFF")) {
+        file->skip(2);
+        unit = 2;
+        big_endian = head.startsWith("\xFE\xFF");
+        encoding_ = big_endian ? QStringLiteral("UTF-16BE") : QStringLiteral("UTF-16LE");
+        utf16_decoder_ =
+            QStringDecoder(big_endian ? QStringConverter::Utf16BE : QStringConverter::Utf16LE,
+                           QStringConverter::Flag::Stateless);
     }
+    decoder_ = make_decoder(unit == 2 ? QStringLiteral("UTF-8") : encoding_);
+    stream = std::make_unique<qx_line_buffer_l>(file.get(), unit, big_endian);
+    return true;
 }
 
 int qx_read_l::read_raw() {
@@ -110,16 +150,18 @@ int qx_read_l::read_raw() {
         return 5;
     }
     const int r = stream->next(&raw_line);
-    if (r == 1) {
+    if (r != 0) {
         line.clear();
         raw_line.clear();
-        return 1;
-    }
-    if (r != 0) {
-        ctx->message = QStringLiteral("read error(") + file_name + QStringLiteral(")");
+        if (r == 1) return 1;
+        ctx->message = (r == 3 ? QStringLiteral("line too long(") : QStringLiteral("read error(")) +
+                       file_name + QStringLiteral(")");
         return 2;
     }
-    strip_bom(&raw_line);
+    if (utf16_decoder_.isValid()) {
+        raw_line = QString(utf16_decoder_.decode(raw_line)).toUtf8();
+        utf16_decoder_.resetState();
+    }
     return 0;
 }
 

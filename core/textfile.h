@@ -17,18 +17,30 @@ QStringDecoder make_decoder(const QString& canonical);
 QStringEncoder make_encoder(const QString& canonical);
 
 // Reads a file in large blocks and hands out its lines as raw bytes, without their
-// line feed and without the carriage return of a CR LF pair.
+// line feed and without the carriage return of a CR LF pair. In UTF-16 files (unit 2)
+// the line feed and carriage return are the two-byte units of those characters.
 class qx_line_buffer_l {
 public:
-    explicit qx_line_buffer_l(QFile* file) : file_(file) {}
-    // 0 a line is in *out, 1 end of file, 2 read error.
+    // The longest line handed out, in bytes without its line end; a longer one is
+    // skipped, so that memory stays flat whatever a file holds.
+    static constexpr qsizetype max_line = qsizetype(16) << 20;
+
+    explicit qx_line_buffer_l(QFile* file, int unit = 1, bool big_endian = false)
+        : file_(file), unit_(unit), big_endian_(big_endian) {}
+    // 0 a line is in *out, 1 end of file, 2 read error (after which the file counts as
+    // ended), 3 the line was longer than max_line and has been skipped.
     int next(QByteArray* out);
 
 private:
     QFile* file_;
+    int unit_;
+    bool big_endian_;
     QByteArray buffer_;
     qsizetype pos_ = 0;
     bool eof_ = false;
+    bool skipping_ = false; // inside a line longer than max_line
+    qsizetype find_line_feed(qsizetype from) const;
+    bool ends_with_cr(const char* begin, qsizetype len) const;
 };
 
 class qx_read_l {
@@ -38,15 +50,21 @@ public:
     qx_read_l(const qx_read_l&) = delete;
     qx_read_l& operator=(const qx_read_l&) = delete;
 
+    // A byte-order mark at the start of the file (UTF-8, UTF-16 LE or BE) decides the
+    // encoding, whatever `encoding` says.
     bool open_b(const QString& file, const QString& encoding);
-    // 0 a line was read into `line`; 1 end of file (line empty); 2 read error;
-    // 5 no file is open.
+    // 0 a line was read into `line`; 1 end of file (line empty); 2 read error or a line
+    // too long (line empty, the message says which; reading may go on); 5 no file is
+    // open.
     int read();
     // As read(), but leaves the line undecoded in `raw_line`; for skipping pages,
-    // where only the TABs of a line matter.
+    // where only the TABs of a line matter. The bytes are in an ASCII-compatible
+    // encoding (UTF-16 files are handed out as UTF-8), so a TAB is the byte 0x09.
     int read_raw();
     void read_close_v();
     bool is_open() const { return bool(file); }
+    // The encoding the lines are decoded from: the canonical name given to open_b, or
+    // "UTF-8", "UTF-16LE", "UTF-16BE" when a byte-order mark said so.
     QString encoding() const { return encoding_; }
 
     qx_z_l* ctx;
@@ -60,8 +78,8 @@ public:
 private:
     QStringDecoder decoder_;
     QString encoding_;
-    bool first_line_ = true;
-    void strip_bom(QByteArray* bytes);
+    // Set for UTF-16 files only: turns their lines into UTF-8 for raw_line.
+    QStringDecoder utf16_decoder_;
 };
 
 class qx_write_l {
