@@ -62,6 +62,8 @@ bool korvan_l::print_pages_b() {
     printer.setResolution(72);
     printer.setFullPage(true);
 
+    // The paper of the layout; a name without a size of its own leaves the printer's.
+    QPageSize paper;
     if (!ctx->e2s_b(paper_name, QString())) {
         const QPageSize size = media_size_n(paper_name);
         if (found != 1) {
@@ -70,17 +72,22 @@ bool korvan_l::print_pages_b() {
             add_err_v(0);
             return false;
         }
-        // A name without a size of its own leaves the printer's paper in force.
-        if (size.isValid()) printer.setPageSize(size);
+        if (size.isValid()) paper = size;
     }
-    if (ctx->e2s_b(paper_orientation, QStringLiteral("1")))
-        printer.setPageOrientation(QPageLayout::Portrait);
-    else if (ctx->e2s_b(paper_orientation, QStringLiteral("2")))
-        printer.setPageOrientation(QPageLayout::Landscape);
+    const auto set_paper = [&] {
+        if (paper.isValid()) printer.setPageSize(paper);
+        if (ctx->e2s_b(paper_orientation, QStringLiteral("1")))
+            printer.setPageOrientation(QPageLayout::Portrait);
+        else if (ctx->e2s_b(paper_orientation, QStringLiteral("2")))
+            printer.setPageOrientation(QPageLayout::Landscape);
+    };
+    set_paper();
 
     QPrintDialog dialog(&printer, this);
     if (dialog.exec() != QDialog::Accepted) return false;
-    // The dialog may have applied the chosen printer's defaults.
+    // Choosing a print queue in the dialog puts the queue's default paper (and its
+    // resolution) on the printer; the form is laid out for its own paper.
+    set_paper();
     printer.setResolution(72);
     printer.setFullPage(true);
 
@@ -93,7 +100,6 @@ bool korvan_l::print_pages_b() {
         ctx->message =
             QStringLiteral("Printer (") + printer.printerName() + QStringLiteral(") not ready");
         add_err_v(0);
-        last_page_reached = 1;
         return false;
     }
     painter = &printer_painter;
