@@ -153,7 +153,8 @@ awk -v s="$size" 'BEGIN { split(s, a, " "); exit !(a[1] > 594 && a[1] < 597 && a
     fail "print run: page size $size pt is not A4 (595 x 842)"
 
 # The box: 10 mm from the left and top edges of the sheet, 100 x 50 mm, within 0.4 mm
-# (the truncation to whole points and the half line width).
+# (the truncation to whole points). Its outline lies at 28 pt and covers 283 x 141 pt,
+# drawn with a 0.85 pt pen: outer edges 27.6 pt = 9.73 mm from the corner, 99.8 x 49.7 mm.
 pdftoppm -r 300 -png "$OUT/job.pdf" "$E2E_TMP/page" || fail "pdftoppm failed"
 names=(ONE TWO THREE)
 for ((n = 1; n <= 3; n++)); do
@@ -162,16 +163,17 @@ for ((n = 1; n <= 3; n++)); do
         fail "page $n: no image"
         continue
     }
-    # The bounding box of everything dark on the page; the value is inside the box.
+    # The bounding box of everything dark on the page (the value is inside the box):
+    # first dark column and row, width and height.
     bbox=$(convert "$png" -colorspace gray -threshold 50% -format '%@' info:)
-    read -r left top right bottom < <(awk -v b="$bbox" 'BEGIN {
+    read -r left top width height < <(awk -v b="$bbox" 'BEGIN {
         split(b, p, /[x+]/); mm = 25.4 / 300
-        printf "%.2f %.2f %.2f %.2f\n", p[3] * mm, p[4] * mm, (p[3] + p[1]) * mm, (p[4] + p[2]) * mm }')
-    say "page $n: box left $left mm, top $top mm, right $right mm, bottom $bottom mm"
-    awk -v l="$left" -v t="$top" -v r="$right" -v b="$bottom" 'BEGIN {
+        printf "%.2f %.2f %.2f %.2f\n", p[3] * mm, p[4] * mm, p[1] * mm, p[2] * mm }')
+    say "page $n: box left $left mm, top $top mm, width $width mm, height $height mm"
+    awk -v l="$left" -v t="$top" -v w="$width" -v h="$height" 'BEGIN {
         d = 0.4; exit !(l > 10 - d && l < 10 + d && t > 10 - d && t < 10 + d &&
-                        r > 110 - d && r < 110 + d && b > 60 - d && b < 60 + d) }' ||
-        fail "page $n: box at $left,$top-$right,$bottom mm instead of 10,10-110,60"
+                        w > 100 - d && w < 100 + d && h > 50 - d && h < 50 + d) }' ||
+        fail "page $n: box at $left,$top mm, $width x $height mm instead of 10,10, 100 x 50 mm"
     text=$(pdftotext -f "$n" -l "$n" "$OUT/job.pdf" - 2>/dev/null | tr -d ' \n\f')
     [ "$text" = "PAGE-${names[$((n - 1))]}" ] || fail "page $n: text '$text' instead of PAGE-${names[$((n - 1))]}"
 done
