@@ -172,55 +172,31 @@ void test_output::paper_names_data() {
     };
     row("a4 lower case", QStringLiteral("a4"), QPageSize::A4);
     row("iso_a4 lower case", QStringLiteral("iso_a4"), QPageSize::A4);
-    row("A10 between A1 and A2", QStringLiteral("A10"), QPageSize::A10);
-    row("ISO_A0", QStringLiteral("ISO_A0"), QPageSize::A0);
     row("B5 is JIS", QStringLiteral("B5"), QPageSize::JisB5);
-    row("JIS_B10", QStringLiteral("JIS_B10"), QPageSize::JisB10);
     row("ISO_B5", QStringLiteral("ISO_B5"), QPageSize::B5);
     row("ISO_B10", QStringLiteral("ISO_B10"), QPageSize::B10);
+    row("A10", QStringLiteral("A10"), QPageSize::A10);
+    row("B10 is JIS", QStringLiteral("B10"), QPageSize::JisB10);
     row("A is letter", QStringLiteral("A"), QPageSize::Letter);
     row("B is ledger", QStringLiteral("B"), QPageSize::Ledger);
-    row("C", QStringLiteral("C"), QPageSize::AnsiC);
-    row("D", QStringLiteral("D"), QPageSize::AnsiD);
     row("E is the D sheet", QStringLiteral("E"), QPageSize::AnsiD);
-    row("executive", QStringLiteral("Executive"), QPageSize::ExecutiveStandard);
-    row("FOLIO", QStringLiteral("FOLIO"), QPageSize::Folio);
     row("LEDGER with its blank", QStringLiteral("LEDGER "), QPageSize::Ledger);
-    row("ledger lower case with blank", QStringLiteral("ledger "), QPageSize::Ledger);
     row("LEDGER without blank", QStringLiteral("LEDGER"), QPageSize::Custom);
     row("C0 envelope", QStringLiteral("C0"), QPageSize::EnvelopeC0);
-    row("ISO_C4", QStringLiteral("ISO_C4"), QPageSize::EnvelopeC4);
     row("C5", QStringLiteral("C5"), QPageSize::C5E);
-    row("ISO_C6", QStringLiteral("ISO_C6"), QPageSize::EnvelopeC6);
     row("postcard", QStringLiteral("はがき"), QPageSize::Postcard);
     row("JAPANESE_POSTCARD", QStringLiteral("japanese_postcard"), QPageSize::Postcard);
     row("double postcard", QStringLiteral("往復はがき"), QPageSize::DoublePostcard);
-    row("JAPANESE_DOUBLE_POSTCARD", QStringLiteral("JAPANESE_DOUBLE_POSTCARD"),
-        QPageSize::DoublePostcard);
-    row("ITALY_ENVELOPE", QStringLiteral("ITALY_ENVELOPE"), QPageSize::EnvelopeItalian);
-    row("MONARCH_ENVELOPE", QStringLiteral("MONARCH_ENVELOPE"), QPageSize::EnvelopeMonarch);
     row("NA_LEGAL", QStringLiteral("NA_LEGAL"), QPageSize::Legal);
-    row("LEGAL", QStringLiteral("LEGAL"), QPageSize::Legal);
-    row("letter", QStringLiteral("letter"), QPageSize::Letter);
     row("NA_LETTER", QStringLiteral("NA_LETTER"), QPageSize::Letter);
     row("NA_NUMBER_10_ENVELOPE", QStringLiteral("NA_NUMBER_10_ENVELOPE"), QPageSize::Comm10E);
-    row("NA_NUMBER_11_ENVELOPE", QStringLiteral("NA_NUMBER_11_ENVELOPE"), QPageSize::Envelope11);
-    row("NA_NUMBER_12_ENVELOPE", QStringLiteral("NA_NUMBER_12_ENVELOPE"), QPageSize::Envelope12);
-    row("NA_NUMBER_14_ENVELOPE", QStringLiteral("NA_NUMBER_14_ENVELOPE"), QPageSize::Envelope14);
     row("NA_NUMBER_9_ENVELOPE", QStringLiteral("NA_NUMBER_9_ENVELOPE"), QPageSize::Envelope9);
-    row("PERSONAL_ENVELOPE", QStringLiteral("PERSONAL_ENVELOPE"), QPageSize::EnvelopePersonal);
-    row("QUARTO", QStringLiteral("QUARTO"), QPageSize::Quarto);
-    row("TABLOID", QStringLiteral("TABLOID"), QPageSize::Tabloid);
     row("INVOICE accepted without a size", QStringLiteral("INVOICE"), QPageSize::Custom);
     row("NA_5X7 accepted without a size", QStringLiteral("NA_5X7"), QPageSize::Custom);
-    row("NA_9X12_ENVELOPE", QStringLiteral("NA_9X12_ENVELOPE"), QPageSize::Custom);
     row("ISO_DESIGNATED_LONG", QStringLiteral("ISO_DESIGNATED_LONG"), QPageSize::Custom);
     row("unknown name", QStringLiteral("POSTER"), QPageSize::Custom);
-    row("leading blank", QStringLiteral(" A4"), QPageSize::Custom);
     row("trailing blank", QStringLiteral("A4 "), QPageSize::Custom);
-    row("bare ISO_ without number", QStringLiteral("ISO_A"), QPageSize::Custom);
     row("A11 does not exist", QStringLiteral("A11"), QPageSize::Custom);
-    row("C7 not accepted", QStringLiteral("C7"), QPageSize::Custom);
     row("empty", QString(), QPageSize::Custom);
 }
 
@@ -244,13 +220,10 @@ void test_output::paper_dimensions_data() {
     QTest::addColumn<QString>("name");
     QTest::addColumn<double>("width_mm");
     QTest::addColumn<double>("height_mm");
-    QTest::newRow("A4") << QStringLiteral("A4") << 210.0 << 297.0;
     QTest::newRow("JIS B5") << QStringLiteral("B5") << 182.0 << 257.0;
     QTest::newRow("ISO B5") << QStringLiteral("ISO_B5") << 176.0 << 250.0;
-    QTest::newRow("JIS B4") << QStringLiteral("JIS_B4") << 257.0 << 364.0;
     QTest::newRow("postcard") << QStringLiteral("はがき") << 100.0 << 148.0;
     QTest::newRow("double postcard") << QStringLiteral("往復はがき") << 200.0 << 148.0;
-    QTest::newRow("E = ANSI D") << QStringLiteral("E") << 558.8 << 863.6;
 }
 
 void test_output::paper_dimensions() {
@@ -311,11 +284,6 @@ void test_output::move_and_zoom_keys_data() {
         << 0.35f << 0.0f << 0.0f << QList<int>{Qt::Key_Delete} << 0.25f << 0.0f << 0.0f << false;
     QTest::newRow("delete at 0.3")
         << 0.3f << 0.0f << 0.0f << QList<int>{Qt::Key_Delete} << 0.3f << 0.0f << 0.0f << false;
-    QTest::newRow("delete below 0.3")
-        << 0.25f << 0.0f << 0.0f << QList<int>{Qt::Key_Delete} << 0.25f << 0.0f << 0.0f << false;
-    QTest::newRow("insert then move at the new zoom")
-        << 0.9f << 0.0f << 0.0f << QList<int>{Qt::Key_Insert, Qt::Key_Down} << 1.0f << 0.0f
-        << -10.0f << false;
     // Keys of no row: letters, function keys (whose code has a letter's low bits), the
     // volume key whose low bits are "p".
     QTest::newRow("other keys") << 1.2f << -1.0f << -2.0f
@@ -491,8 +459,6 @@ void test_output::print_run_data() {
     QTest::newRow("to page 2") << QByteArray("PAPER,A4,1") << 1 << 2 << 2 << a4w << a4h;
     QTest::newRow("one page") << QByteArray("PAPER,A4,1") << 2 << 2 << 1 << a4w << a4h;
     QTest::newRow("landscape") << QByteArray("PAPER,A4,2") << 1 << 0 << 3 << a4h << a4w;
-    QTest::newRow("JIS B5") << QByteArray("PAPER,b5,1") << 1 << 0 << 3 << 182 * mm_to_pt
-                            << 257 * mm_to_pt;
     QTest::newRow("postcard") << QByteArray("PAPER,はがき,1") << 1 << 0 << 3 << 100 * mm_to_pt
                               << 148 * mm_to_pt;
     // A name without a size: the printer's own paper (negative: take the default).
