@@ -4,7 +4,7 @@ BUILD ?= build
 JOBS ?= 2
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 
-.PHONY: all deps configure build check demo clean format fuzz check-asan
+.PHONY: all deps configure build check demo clean format fuzz check-asan bench
 
 all: build
 
@@ -28,3 +28,12 @@ format:
 
 clean:
 	rm -rf $(BUILD)
+
+# Benchmarks, in their own Release build: pages per second of the invoice form, and
+# positioning deep into a 1 GB data file (time and peak memory).
+BENCH_BUILD ?= build-bench
+bench: deps
+	@cmake -S . -B $(BENCH_BUILD) -DKORVAN_BENCH=ON -DCMAKE_BUILD_TYPE=Release >/dev/null
+	@cmake --build $(BENCH_BUILD) -j$(JOBS) --target bench_render bench_positioning
+	QT_QPA_PLATFORM=offscreen $(BENCH_BUILD)/bin/bench_render
+	QT_QPA_PLATFORM=offscreen $(BENCH_BUILD)/bin/bench_positioning

@@ -219,6 +219,12 @@ public:
     int test_digit = 0;
     int last_page = -1;
     QString previous_value;
+    // The font handed to the painter for a font of new_font_n: the same font with a
+    // pixel size equal to its point size. It and the glyphs of the font are prepared
+    // once per font, not per character, and kept here between items (render/text.cpp).
+    QFont painter_font_n(const QFont& font);
+    struct text_cache_l;
+    std::shared_ptr<text_cache_l> text_cache;
 
     // Drawing primitives and bar codes. Line widths in a layout are millimetres on
     // paper, so pens are scaled by the device factor like every coordinate; this is

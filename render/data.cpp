@@ -1,11 +1,114 @@
-// The data stream: TAB-separated values, positioned at the start page.
+// The data stream: one record a line, values separated by TAB, a fixed number of values
+// per page. A page's values may span several lines, but every page starts on a new line.
+//
+// Only one line is held at a time, and the pages before the start page are skipped by
+// counting the TAB bytes of their raw lines, without decoding them, so that starting
+// deep into a large file costs one pass over its bytes and no memory beyond a line.
+// Counting bytes is safe in every encoding read here: no byte of a multibyte character
+// in UTF-8, Shift-JIS or EUC-JP is 0x09.
 #include "core/textfile.h"
 #include "layout/form.h"
 
-int form_l::read_b() {
-    return 0;
+#include <cstring>
+
+namespace {
+
+const QChar tab = QLatin1Char('\t');
+
+// Number of values of an undecoded line: one more than its TABs.
+qsizetype raw_value_count(const QByteArray& line) {
+    qsizetype n = 1;
+    const char* p = line.constData();
+    const char* end = p + line.size();
+    while ((p = static_cast<const char*>(std::memchr(p, '\t', size_t(end - p)))) != nullptr) {
+        ++n;
+        ++p;
+    }
+    return n;
 }
-int form_l::read_data_b(int start) {
-    current_page = start;
+
+} // namespace
+
+int form_l::read_b() {
+    if (last_page_reached == 0) {
+        if (!data_reader) {
+            ctx->message = QStringLiteral("not open read");
+            return 0;
+        }
+        const int r = data_reader->read();
+        if (r == 0) {
+            data_values = ctx->split_sx(data_reader->line, tab);
+            data_records_read += 1;
+        } else if (r == 1) {
+            // The old values stay; the renderer prints the rest of the page empty.
+            last_page_reached = 1;
+        } else {
+            return 0;
+        }
+    }
+    data_index = 0;
     return 1;
+}
+
+int form_l::read_data_b(int start) {
+    if (current_page == start) return 1;
+
+    // Any other move reopens the file and counts from its first line: the renderer may
+    // have taken values of the page it stands on, so only the first line is a place
+    // whose page number is certain.
+    data_reader.reset();
+    data_values.clear();
+    data_index = 0;
+    data_records_read = 0;
+    last_page_reached = 0;
+    current_page = -1;
+
+    const QString name = data_name.isEmpty() ? QStringLiteral("KORVAN.TXT") : data_name;
+    const QString path = ctx->get_tmp_file_s(name);
+    data_reader = std::make_unique<qx_read_l>(ctx);
+    error_prefix = QStringLiteral("データ[1]");
+    if (!data_reader->open_b(path, ctx->file_encoding_s(path))) {
+        add_err_v(1);
+        return 0;
+    }
+    current_page = 1;
+
+    for (;;) {
+        qint64 count = 0;
+        do {
+            if (current_page >= start) {
+                // The start page's first line: the renderer takes its values.
+                if (read_b() == 0) {
+                    add_err_v(1);
+                    return 0;
+                }
+                if (last_page_reached == 1) {
+                    ctx->message = QStringLiteral("Data Count Error");
+                    add_err_v(1);
+                    return 0;
+                }
+                return 1;
+            }
+            const int r = data_reader->read_raw();
+            if (r == 1) {
+                last_page_reached = 1;
+                ctx->message = QStringLiteral("Data Count Error");
+                add_err_v(1);
+                return 0;
+            }
+            if (r != 0) {
+                add_err_v(1);
+                return 0;
+            }
+            data_records_read += 1;
+            count += raw_value_count(data_reader->raw_line);
+        } while (count < values_per_form);
+
+        if (count != values_per_form) {
+            ctx->message = QStringLiteral("Page End data Count Error");
+            add_err_v(1);
+            return 0;
+        }
+        current_page += 1;
+    }
 }
