@@ -4,7 +4,7 @@ BUILD ?= build
 JOBS ?= 2
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 
-.PHONY: all deps configure build check demo clean format fuzz check-asan bench
+.PHONY: all deps configure build check demo clean format fuzz fuzz-run check-asan bench
 
 all: build
 
@@ -37,3 +37,22 @@ bench: deps
 	@cmake --build $(BENCH_BUILD) -j$(JOBS) --target bench_render bench_positioning
 	QT_QPA_PLATFORM=offscreen $(BENCH_BUILD)/bin/bench_render
 	QT_QPA_PLATFORM=offscreen $(BENCH_BUILD)/bin/bench_positioning
+
+# Fuzzing (clang and libFuzzer): `make fuzz` builds the harnesses of fuzz/ into
+# $(FUZZ_BUILD); `make fuzz-run FUZZ_SECONDS=600` runs the layout fuzzer for that long.
+# It starts from fuzz/corpus/layout and the examples; new inputs go to
+# $(FUZZ_BUILD)/corpus/layout, crashes to $(FUZZ_BUILD)/crash-*, the
+# log to $(FUZZ_BUILD)/fuzz-0.log. Reproduce a crash: $(FUZZ_BUILD)/fuzz_layout FILE
+FUZZ_BUILD ?= build-fuzz
+FUZZ_SECONDS ?= 600
+
+fuzz:
+	@cmake -S fuzz -B $(FUZZ_BUILD) -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+	@cmake --build $(FUZZ_BUILD) -j$(JOBS)
+
+fuzz-run: fuzz
+	@mkdir -p $(FUZZ_BUILD)/corpus/layout
+	cd $(FUZZ_BUILD) && LSAN_OPTIONS=suppressions=$(CURDIR)/fuzz/lsan.supp QT_QPA_PLATFORM=offscreen \
+		./fuzz_layout corpus/layout $(CURDIR)/fuzz/corpus/layout $(wildcard $(CURDIR)/examples/*/) \
+		-dict=$(CURDIR)/fuzz/layout.dict -max_total_time=$(FUZZ_SECONDS) -timeout=10 \
+		-close_fd_mask=2 -jobs=1 -workers=1 -artifact_prefix=./

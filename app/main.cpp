@@ -4,10 +4,16 @@
 #include "output/korvan.h"
 
 #include <QApplication>
+#include <QString>
 #include <cstdio>
-#include <cstring>
 
 namespace {
+
+// The context and the window live until the process ends. They are held here rather
+// than only in main's locals so that they stay reachable to the end (a leak checker
+// then does not report them).
+qx_z_l* context = nullptr;
+korvan_l* window = nullptr;
 
 bool display_available() {
     return !qEnvironmentVariableIsEmpty("DISPLAY") ||
@@ -15,8 +21,14 @@ bool display_available() {
            !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
 }
 
+// The same test as qx_version_l::version_b makes once the context exists: exactly two
+// arguments, each "VERSION" once upper-cased (so "version Version" counts too).
 bool is_version_request(int argc, char** argv) {
-    return argc == 3 && qstricmp(argv[1], "VERSION") == 0 && qstricmp(argv[2], "VERSION") == 0;
+    if (argc != 3) return false;
+    for (int i = 1; i < 3; ++i) {
+        if (QString::fromLocal8Bit(argv[i]).toUpper() != QLatin1String("VERSION")) return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -32,8 +44,8 @@ int main(int argc, char** argv) {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
     QApplication app(argc, argv);
-    auto* ctx = new qx_z_l(QStringLiteral("KORVAN"), argc, argv);
-    if (ctx->version->version_b(&ctx->arguments)) return 0;
-    new korvan_l(ctx);
+    context = new qx_z_l(QStringLiteral("KORVAN"), argc, argv);
+    if (context->version->version_b(&context->arguments)) return 0;
+    window = new korvan_l(context);
     return app.exec();
 }

@@ -14,12 +14,18 @@ int qx_z_l::kind_code(QChar c) {
 }
 
 int qx_z_l::measure_kind_code(QChar c) {
+    const char16_t u = c.unicode();
+    // Half of a surrogate pair is never drawn as itself: measured alone, the font shows a
+    // replacement glyph or nothing, depending on the font, so its advance says nothing
+    // about the character. The halves are classed by code, so that a character beyond
+    // the Basic Multilingual Plane is always two columns (high half 2, low half 0).
+    if ((u & 0xFC00) == 0xDC00) return KIND_LOW_SURROGATE;
+    if ((u & 0xFC00) == 0xD800) return KIND_HIGH_SURROGATE;
+    // Anything the default font draws without advance (combining marks, joiners,
+    // controls) takes no column, whatever its code.
     if (!metrics_) metrics_ = std::make_unique<QFontMetrics>(default_font);
     const QString a = QStringLiteral("A");
     if (metrics_->horizontalAdvance(a + c) == metrics_->horizontalAdvance(a)) return KIND_NONE;
-    const char16_t u = c.unicode();
-    if ((u & 0xFC00) == 0xDC00) return KIND_LOW_SURROGATE;
-    if ((u & 0xFC00) == 0xD800) return KIND_HIGH_SURROGATE;
     if (u < 0xFF66) return u < 0x80 ? KIND_ASCII : KIND_WIDE;
     if (u < 0xFFA0) return KIND_HALF_KANA;
     return KIND_WIDE;

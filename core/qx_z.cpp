@@ -43,8 +43,7 @@ void qx_z_l::sub_v(const QString& name) {
     current_directory = get_current_directory_s();
     machine_name = machine_name_s();
     machine_name_upper = machine_name.toUpper();
-    machine_key = machine_name_upper;
-    machine_key.replace(QLatin1Char('-'), QLatin1Char('_'));
+    machine_key = machine_key_s(machine_name);
 
     const int g = grey_level;
     const int rgb[11][3] = {{255, 255, 255}, {224, 224, 224}, {g, g, g},       {128, 128, 128},
@@ -54,8 +53,8 @@ void qx_z_l::sub_v(const QString& name) {
     for (const auto& c : rgb)
         palette.append(QBrush(QColor(c[0], c[1], c[2], 255), Qt::SolidPattern));
 
-    // KORVAN_ENCODING names the encoding of the layout and data files when looking at
-    // them is not wanted; a name that is none of the three known ones is ignored.
+    // KORVAN_ENCODING names the encoding of the layout and data files for the whole run.
+    // A name that encode_s does not know is ignored: each file is then looked at.
     const QString wanted = environment_s(QStringLiteral("KORVAN_ENCODING"));
     const QString canonical = encode_s(wanted);
     if (!wanted.isEmpty() &&
@@ -84,12 +83,12 @@ QString qx_z_l::user_name_s() const {
 }
 
 QString qx_z_l::machine_name_s() {
-    // One budget of 30 seconds for starting and finishing together.
+    // One bound of 30 seconds for starting and finishing together.
     const QDeadlineTimer deadline(30000);
     QProcess process;
     process.start(QStringLiteral("hostname"), QStringList());
     if (!process.waitForStarted(int(deadline.remainingTime()))) return QString();
-    process.waitForFinished(int(deadline.remainingTime()));
+    process.waitForFinished(int(qMax<qint64>(0, deadline.remainingTime())));
     const QByteArray line = process.readLine();
     if (line.isEmpty()) return QString();
     return machine_name_from_s(QString::fromLocal8Bit(line));
@@ -98,6 +97,11 @@ QString qx_z_l::machine_name_s() {
 QString qx_z_l::machine_name_from_s(const QString& first_line) {
     // Only blanks are trimmed, so a name without a dot keeps its line feed.
     return split_sx(trim_end_s(first_line), QLatin1Char('.')).value(0);
+}
+
+QString qx_z_l::machine_key_s(const QString& name) {
+    QString key = name.toUpper();
+    return key.replace(QLatin1Char('-'), QLatin1Char('_'));
 }
 
 QString qx_z_l::get_current_directory_s() const {

@@ -106,6 +106,8 @@ public:
     static QString program_directory_s(const QString& program_path, const QString& separator);
     // Short host name from the first line that "hostname" printed.
     QString machine_name_from_s(const QString& first_line);
+    // The machine name upper-cased, with "_" for every "-".
+    static QString machine_key_s(const QString& name);
     static QString version_label_s(const QString& version_text, int general_number);
     void beep_v();
     void fill_rect_v(QPainter* painter, const QBrush& brush, float x, float y, float width,

@@ -1,9 +1,9 @@
 // Number parsing and the small string, list and date helpers of the context.
 #include "core/qx_z.h"
 
-#include <QLocale>
-#include <climits>
+#include <charconv>
 #include <cmath>
+#include <limits>
 
 namespace {
 
@@ -11,60 +11,105 @@ QString quoted(const QString& text) {
     return QLatin1Char('"') + text + QLatin1Char('"');
 }
 
-// White space as the C locale knows it: blank, tab, line feed, vertical tab, form feed
-// and carriage return. Numbers in layouts and data may carry it at either end; other
-// blanks (the ideographic space, for one) make a value no number.
-bool is_c_space(QChar c) {
-    const char16_t u = c.unicode();
-    return u == ' ' || (u >= '\t' && u <= '\r');
+// White space that a C-locale conversion skips: blank, tab, line feed, vertical tab,
+// form feed and carriage return. Other spaces (the ideographic space, no-break space)
+// make a text no number.
+bool is_c_space(char16_t u) {
+    return u == u' ' || (u >= 0x09 && u <= 0x0D);
 }
 
-QStringView c_trimmed(const QString& text) {
-    qsizetype b = 0, e = text.size();
-    while (b < e && is_c_space(text.at(b)))
+QStringView strip_c_space(QStringView t) {
+    qsizetype b = 0;
+    qsizetype e = t.size();
+    while (b < e && is_c_space(t.at(b).unicode()))
         ++b;
-    while (e > b && is_c_space(text.at(e - 1)))
+    while (e > b && is_c_space(t.at(e - 1).unicode()))
         --e;
-    return QStringView(text).mid(b, e - b);
+    return t.mid(b, e - b);
 }
 
-// C-locale floating-point conversion: optional sign, digits, point, exponent. "inf",
-// "nan", hexadecimal and values beyond the range of a double are not numbers for a form.
-bool parse_double(const QString& text, double* out) {
-    const QStringView t = c_trimmed(text);
-    if (t.isEmpty()) return false;
-    for (QChar c : t) {
-        const char16_t u = c.unicode();
-        if (!((u >= '0' && u <= '9') || u == '.' || u == '+' || u == '-' || u == 'e' || u == 'E'))
-            return false;
+bool is_digit(QChar c) {
+    return c.unicode() >= u'0' && c.unicode() <= u'9';
+}
+
+// Base-10 integer with an optional sign and white space at either end, as the number
+// texts of layouts and data files are written. Only ASCII digits count; a value that
+// does not fit into 32 bits is no number. Any length of text is looked at in one pass.
+bool parse_int(const QString& text, int* out) {
+    const QStringView t = strip_c_space(text);
+    qsizetype i = 0;
+    bool negative = false;
+    if (i < t.size() && (t.at(i) == u'+' || t.at(i) == u'-')) negative = t.at(i++) == u'-';
+    if (i == t.size()) return false;
+    constexpr qint64 limit = qint64(std::numeric_limits<int>::max()) + 1;
+    qint64 v = 0;
+    for (; i < t.size(); ++i) {
+        if (!is_digit(t.at(i))) return false;
+        v = v * 10 + (t.at(i).unicode() - u'0');
+        if (v > limit) return false; // leading zeros never get here
     }
-    bool ok = false;
-    const double v = QLocale::c().toDouble(t, &ok);
-    if (!ok || !std::isfinite(v)) return false;
-    *out = v;
+    if (!negative && v == limit) return false;
+    *out = int(negative ? -v : v);
     return true;
 }
 
-// Base-10 conversion to 32 bits: optional sign and ASCII digits, C white space around.
-bool parse_int(const QString& text, int* out) {
-    const QStringView t = c_trimmed(text);
+// C-locale floating-point number: optional sign, digits with an optional decimal
+// point (at least one digit), optional exponent, white space at either end. "inf",
+// "nan", hexadecimal and grouped numbers are no numbers. A value too large for a double
+// is no number; one too small to be told from zero is zero.
+bool parse_double(const QString& text, double* out) {
+    const QStringView t = strip_c_space(text);
+    const qsizetype n = t.size();
     qsizetype i = 0;
     bool negative = false;
-    if (i < t.size() && (t.at(i) == QLatin1Char('+') || t.at(i) == QLatin1Char('-'))) {
-        negative = t.at(i) == QLatin1Char('-');
+    if (i < n && (t.at(i) == u'+' || t.at(i) == u'-')) negative = t.at(i++) == u'-';
+    const qsizetype mantissa = i;
+    qsizetype int_digits = 0; // integer digits after leading zeros
+    qsizetype frac_zeros = 0; // zeros after the point before the first other digit
+    bool any_digit = false;
+    bool nonzero = false;
+    for (; i < n && is_digit(t.at(i)); ++i) {
+        any_digit = true;
+        if (t.at(i) != u'0') nonzero = true;
+        if (nonzero) ++int_digits;
+    }
+    if (i < n && t.at(i) == u'.') {
+        for (++i; i < n && is_digit(t.at(i)); ++i) {
+            any_digit = true;
+            if (t.at(i) != u'0') nonzero = true;
+            if (!nonzero) ++frac_zeros;
+        }
+    }
+    if (!any_digit) return false;
+    qint64 exponent = 0;
+    if (i < n && (t.at(i) == u'e' || t.at(i) == u'E')) {
         ++i;
+        bool exp_negative = false;
+        if (i < n && (t.at(i) == u'+' || t.at(i) == u'-')) exp_negative = t.at(i++) == u'-';
+        if (i == n) return false;
+        for (; i < n; ++i) {
+            if (!is_digit(t.at(i))) return false;
+            if (exponent < 1000000000) exponent = exponent * 10 + (t.at(i).unicode() - u'0');
+        }
+        if (exp_negative) exponent = -exponent;
     }
-    if (i == t.size()) return false;
-    qint64 v = 0;
-    for (; i < t.size(); ++i) {
-        const char16_t u = t.at(i).unicode();
-        if (u < '0' || u > '9') return false;
-        v = v * 10 + (u - '0');
-        if (v > qint64(INT_MAX) + 1) return false;
+    if (i != n) return false;
+
+    const QByteArray ascii = t.mid(mantissa).toLatin1();
+    double v = 0.0;
+    const auto result = std::from_chars(ascii.constData(), ascii.constData() + ascii.size(), v,
+                                        std::chars_format::general);
+    if (result.ec == std::errc::result_out_of_range) {
+        // Out of range one way or the other: the decimal magnitude tells which.
+        const qint64 magnitude =
+            int_digits > 0 ? int_digits - 1 + exponent : exponent - frac_zeros - 1;
+        if (magnitude > 0) return false;
+        v = 0.0;
+    } else if (result.ec != std::errc() || result.ptr != ascii.constData() + ascii.size()) {
+        return false;
     }
-    if (negative) v = -v;
-    if (v > INT_MAX) return false;
-    *out = int(v);
+    if (!std::isfinite(v)) return false;
+    *out = v == 0.0 ? 0.0 : (negative ? -v : v); // "-0" is plain zero
     return true;
 }
 

@@ -33,6 +33,84 @@ QStringEncoder make_encoder(const QString& canonical) {
     return QStringEncoder(QStringConverter::System, QStringConverter::Flag::Stateless);
 }
 
+namespace {
+
+// The Shift-JIS converter follows the PC code page in placing three control characters:
+// it reads byte 0x1A as U+001C, 0x1C as U+007F and 0x7F as U+001A, and writes them
+// back the same way. Code page 932 keeps all three where ASCII has them. None of the
+// three bytes can be part of a two-byte character, so swapping them before decoding
+// (and after encoding) is safe anywhere in a line.
+void to_pc_controls(QByteArray* bytes) {
+    for (char& b : *bytes) {
+        if (b == 0x1A)
+            b = 0x7F;
+        else if (b == 0x1C)
+            b = 0x1A;
+        else if (b == 0x7F)
+            b = 0x1C;
+    }
+}
+
+void from_pc_controls(QByteArray* bytes) {
+    for (char& b : *bytes) {
+        if (b == 0x7F)
+            b = 0x1A;
+        else if (b == 0x1A)
+            b = 0x1C;
+        else if (b == 0x1C)
+            b = 0x7F;
+    }
+}
+
+bool is_japanese(const QString& canonical) {
+    return canonical == QLatin1String("Shift-JIS") || canonical == QLatin1String("EUC-JP");
+}
+
+// One line of a UTF-16 file as UTF-8. A trailing odd byte decodes as U+FFFD already; a
+// surrogate half without its partner (a character cut off by the end of the line or
+// of the file) becomes U+FFFD as well, as a cut-off character does in every other
+// encoding, instead of the "?" that the UTF-8 encoder would write for it.
+QByteArray utf16_to_utf8(QStringDecoder* decoder, const QByteArray& bytes) {
+    QString text = decoder->decode(bytes);
+    decoder->resetState();
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (c.isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate())
+            ++i;
+        else if (c.isSurrogate())
+            text[i] = QChar(QChar::ReplacementCharacter);
+    }
+    return text.toUtf8();
+}
+
+} // namespace
+
+QString decode_line_s(QStringDecoder* decoder, const QString& canonical, QByteArray bytes) {
+    const bool own_sub = bytes.contains('\x1A');
+    if (canonical == QLatin1String("Shift-JIS")) to_pc_controls(&bytes);
+    // The line goes through the converter with its line feed put back: a multibyte
+    // character cut off by the end of the line (or of the file) then meets a byte that
+    // cannot continue it and is decoded as a bad sequence, instead of waiting for bytes
+    // that never come and vanishing. No encoding here lets a line feed continue a
+    // character, so the feed comes out again and is taken off.
+    bytes.append('\n');
+    QString text = decoder->decode(bytes);
+    decoder->resetState();
+    if (text.endsWith(QLatin1Char('\n'))) text.chop(1);
+    // The Japanese converters decode a bad sequence as U+001A (SUB), which a form would
+    // draw as nothing. Unless the line holds SUB bytes of its own, make those U+FFFD, as
+    // UTF-8 does, so that a damaged character shows on the page.
+    if (is_japanese(canonical) && !own_sub)
+        text.replace(QChar(0x1A), QChar(QChar::ReplacementCharacter));
+    return text;
+}
+
+QByteArray encode_text(QStringEncoder* encoder, const QString& canonical, const QString& text) {
+    QByteArray bytes = encoder->encode(text);
+    if (canonical == QLatin1String("Shift-JIS")) from_pc_controls(&bytes);
+    return bytes;
+}
+
 qsizetype qx_line_buffer_l::find_line_feed(qsizetype from) const {
     const char* data = buffer_.constData();
     const qsizetype size = buffer_.size();
@@ -139,7 +217,8 @@ bool qx_read_l::open_b(const QString& name, const QString& encoding) {
             QStringDecoder(big_endian ? QStringConverter::Utf16BE : QStringConverter::Utf16LE,
                            QStringConverter::Flag::Stateless);
     }
-    decoder_ = make_decoder(unit == 2 ? QStringLiteral("UTF-8") : encoding_);
+    raw_encoding_ = unit == 2 ? QStringLiteral("UTF-8") : encoding_;
+    decoder_ = make_decoder(raw_encoding_);
     stream = std::make_unique<qx_line_buffer_l>(file.get(), unit, big_endian);
     return true;
 }
@@ -158,19 +237,14 @@ int qx_read_l::read_raw() {
                        file_name + QStringLiteral(")");
         return 2;
     }
-    if (utf16_decoder_.isValid()) {
-        raw_line = QString(utf16_decoder_.decode(raw_line)).toUtf8();
-        utf16_decoder_.resetState();
-    }
+    if (utf16_decoder_.isValid()) raw_line = utf16_to_utf8(&utf16_decoder_, raw_line);
     return 0;
 }
 
 int qx_read_l::read() {
     const int r = read_raw();
     if (r != 0) return r;
-    line = decoder_.decode(raw_line);
-    // A multibyte character cut off at the end of a line must not leak into the next.
-    decoder_.resetState();
+    line = decode_line_s(&decoder_, raw_encoding_, raw_line);
     return 0;
 }
 
@@ -208,7 +282,8 @@ bool qx_write_l::open_b(const QString& name, const QString& mode, const QString&
         write_close_v();
         return false;
     }
-    stream = std::make_unique<QStringEncoder>(make_encoder(ctx->encode_s(enc)));
+    encoding_ = ctx->encode_s(enc);
+    stream = std::make_unique<QStringEncoder>(make_encoder(encoding_));
     return true;
 }
 
@@ -217,7 +292,7 @@ bool qx_write_l::write_b(const QString& text) {
         ctx->message = QStringLiteral("not open write");
         return false;
     }
-    const QByteArray bytes = stream->encode(text + line_terminator);
+    const QByteArray bytes = encode_text(stream.get(), encoding_, text + line_terminator);
     return file->write(bytes) == bytes.size();
 }
 
@@ -231,30 +306,32 @@ void qx_write_l::write_close_v() {
 
 namespace {
 
-// Length of the valid UTF-8 sequence at p (at most n bytes), or 0 when it is not one.
+// The UTF-8 sequence that starts at p (n bytes available): its length when it is a
+// well-formed sequence (no overlong forms, no surrogates, nothing above U+10FFFF), -1
+// when the bytes end before it does but are right so far, 0 when it is no UTF-8.
 int utf8_sequence(const unsigned char* p, qsizetype n) {
-    const unsigned char c = p[0];
+    const unsigned int c = p[0];
     int len;
-    unsigned int min;
+    unsigned int lo = 0x80; // range of the second byte
+    unsigned int hi = 0xBF;
     if (c >= 0xC2 && c <= 0xDF) {
         len = 2;
-        min = 0x80;
     } else if (c >= 0xE0 && c <= 0xEF) {
         len = 3;
-        min = 0x800;
+        if (c == 0xE0) lo = 0xA0;
+        if (c == 0xED) hi = 0x9F;
     } else if (c >= 0xF0 && c <= 0xF4) {
         len = 4;
-        min = 0x10000;
+        if (c == 0xF0) lo = 0x90;
+        if (c == 0xF4) hi = 0x8F;
     } else {
         return 0;
     }
-    if (n < len) return 0;
-    unsigned int cp = c & (0x7F >> len);
-    for (int i = 1; i < len; ++i) {
-        if ((p[i] & 0xC0) != 0x80) return 0;
-        cp = (cp << 6) | (p[i] & 0x3F);
+    for (int k = 1; k < len; ++k) {
+        if (k >= n) return -1;
+        const unsigned int b = p[k];
+        if (k == 1 ? (b < lo || b > hi) : (b & 0xC0) != 0x80) return 0;
     }
-    if (cp < min || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
     return len;
 }
 
@@ -262,53 +339,37 @@ int utf8_sequence(const unsigned char* p, qsizetype n) {
 
 QString qx_z_l::file_encoding_s(const QString& path) {
     if (!forced_encoding.isEmpty()) return encode_s(forced_encoding);
+    const QString utf8 = QStringLiteral("UTF-8");
+    const QString sjis = QStringLiteral("Shift-JIS");
     QFile f(path);
-    if (!f.open(QIODevice::ReadOnly)) return QStringLiteral("UTF-8");
-    // ASCII says nothing, so skip to the first byte above 0x7F however far in it is,
-    // then judge by up to 256 KB from there: Shift-JIS text is practically never valid
-    // UTF-8 for more than a character or two.
-    constexpr qsizetype block = 1 << 18;
-    QByteArray buf;
+    if (!f.open(QIODevice::ReadOnly)) return utf8;
+    // The whole file is looked at, a block at a time and in constant memory, so that a
+    // Shift-JIS character is found however far into the file the first one is. The
+    // first byte sequence that is no UTF-8 decides for Shift-JIS.
+    constexpr qint64 block = 1 << 16;
+    QByteArray buf; // a sequence cut by the end of the last block, then the next block
     bool first_block = true;
     for (;;) {
-        QByteArray more = f.read(block);
-        if (more.isEmpty() && buf.isEmpty()) return QStringLiteral("UTF-8");
+        const QByteArray more = f.read(block);
+        if (more.isEmpty()) return buf.isEmpty() ? utf8 : sjis; // cut at the end: no UTF-8
         buf += more;
-        if (first_block && buf.startsWith("\xEF\xBB\xBF")) return QStringLiteral("UTF-8");
-        first_block = false;
+        if (first_block) {
+            first_block = false;
+            if (buf.startsWith("\xEF\xBB\xBF")) return utf8;
+        }
         const auto* p = reinterpret_cast<const unsigned char*>(buf.constData());
-        qsizetype i = 0;
         const qsizetype n = buf.size();
-        while (i < n && p[i] < 0x80)
-            ++i;
-        if (i == n) {
-            if (more.isEmpty()) return QStringLiteral("UTF-8");
-            buf.clear();
-            continue;
-        }
-        // Found non-ASCII: make sure the judging window is in memory.
-        buf.remove(0, i);
-        while (buf.size() < block) {
-            const QByteArray tail = f.read(block - buf.size());
-            if (tail.isEmpty()) break;
-            buf += tail;
-        }
-        const auto* q = reinterpret_cast<const unsigned char*>(buf.constData());
-        const qsizetype m = buf.size();
-        qsizetype j = 0;
-        while (j < m) {
-            if (q[j] < 0x80) {
-                ++j;
+        qsizetype i = 0;
+        while (i < n) {
+            if (p[i] < 0x80) {
+                ++i;
                 continue;
             }
-            const int len = utf8_sequence(q + j, m - j);
-            if (len == 0) {
-                // A sequence cut by the end of the window is no verdict against UTF-8.
-                if (m - j < 4 && m == block) break;
-                return QStringLiteral("Shift-JIS");
-            }
-            j += len;
+            const int len = utf8_sequence(p + i, n - i);
+            if (len == 0) return sjis;
+            if (len < 0) break; // the rest comes with the next block
+            i += len;
         }
-        return QStringLiteral("UTF-8");
+        buf.remove(0, i);
     }
 }

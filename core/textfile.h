@@ -12,9 +12,16 @@
 #include <memory>
 
 // The converter for a canonical encoding name: "UTF-8", "Shift-JIS" (code page 932),
-// "EUC-JP", or the system encoding for anything else.
+// "EUC-JP", or the system encoding for anything else. Convert through decode_line_s and
+// encode_text, not the converters' own calls: those put the Shift-JIS control
+// characters right and mark bad bytes.
 QStringDecoder make_decoder(const QString& canonical);
 QStringEncoder make_encoder(const QString& canonical);
+// One line's bytes (without line end) as text. A bad or cut-off byte sequence becomes
+// U+FFFD in every encoding; the decoder is left ready for the next line. The encoding
+// must be ASCII-compatible: the reader hands the lines of a UTF-16 file over as UTF-8.
+QString decode_line_s(QStringDecoder* decoder, const QString& canonical, QByteArray bytes);
+QByteArray encode_text(QStringEncoder* encoder, const QString& canonical, const QString& text);
 
 // Reads a file in large blocks and hands out its lines as raw bytes, without their
 // line feed and without the carriage return of a CR LF pair. In UTF-16 files (unit 2)
@@ -78,6 +85,9 @@ public:
 private:
     QStringDecoder decoder_;
     QString encoding_;
+    // The encoding of raw_line, which decoder_ reads: encoding_, or "UTF-8" for a
+    // UTF-16 file.
+    QString raw_encoding_;
     // Set for UTF-16 files only: turns their lines into UTF-8 for raw_line.
     QStringDecoder utf16_decoder_;
 };
@@ -101,4 +111,7 @@ public:
     QString spare;
     std::unique_ptr<QFile> file;
     std::unique_ptr<QStringEncoder> stream;
+
+private:
+    QString encoding_;
 };

@@ -124,7 +124,7 @@ void form_l::help_v() {
     QString text = QStringLiteral("★フォント一覧{");
     for (const QString& family : QFontDatabase::families()) {
         const QString piece = family + QLatin1Char(',');
-        if (ctx->form_length(text + piece) > 72) {
+        if (!text.isEmpty() && ctx->form_length(text + piece) > 72) {
             add_text_v(text);
             text.clear();
         }

@@ -195,6 +195,9 @@ public:
     f_l offsets;
     int values_per_form = 0; // data values per page once the layout is finished
     float occurs_shift = 0.0f;
+    // Error prefix of the OCCURS record whose repetition is pending: its errors are
+    // found only when the repetition is applied, at a later record.
+    QString occurs_prefix;
 
     // Data stream.
     std::unique_ptr<qx_read_l> data_reader;
