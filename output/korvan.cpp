@@ -97,8 +97,10 @@ bool korvan_l::print_pages_b() {
     if (!printer_painter.begin(&printer)) {
         printing_flag = 0;
         error_prefix.clear();
-        ctx->message =
-            QStringLiteral("Printer (") + printer.printerName() + QStringLiteral(") not ready");
+        // A queue, or the file the dialog chose to print into.
+        const QString target =
+            printer.printerName().isEmpty() ? printer.outputFileName() : printer.printerName();
+        ctx->message = QStringLiteral("Printer (") + target + QStringLiteral(") not ready");
         add_err_v(0);
         return false;
     }

@@ -152,6 +152,7 @@ private slots:
     void p_key_prints_the_page_shown_data();
     void p_key_prints_the_page_shown();
     void cancelled_test_print_changes_nothing();
+    void unwritable_print_file_is_an_error();
     void no_display();
 
 private:
@@ -615,6 +616,23 @@ void test_output::cancelled_test_print_changes_nothing() {
     QCOMPARE(w->error_list.size(), 1);
     QTest::keyClick(w, Qt::Key_Enter);
     QCOMPARE(w->current_page, 2);
+}
+
+void test_output::unwritable_print_file_is_an_error() {
+    const QString layout = write_file(dir, QStringLiteral("nf.csv"), form_layout());
+    const QString data = write_file(dir, QStringLiteral("nf.txt"), lines(3));
+    const QString pdf = dir.filePath(QStringLiteral("no/such/dir/p.pdf"));
+    run_l run({QStringLiteral("TEST"), data, layout});
+    korvan_l* w = run.w();
+    show_and_paint(w);
+    dialog_answer_l dialogs(pdf);
+    QTest::keyClick(w, Qt::Key_P);
+    QCOMPARE(dialogs.shown, 1);
+    QCOMPARE(w->error_flag, 1);
+    QCOMPARE(w->printing_flag, 0);
+    QCOMPARE(w->error_list.last(),
+             QStringLiteral(" Printer (") + pdf + QStringLiteral(") not ready"));
+    QVERIFY(is_pink(w->grab().toImage().pixel(5, 5)));
 }
 
 void test_output::no_display() {
