@@ -1,6 +1,39 @@
-// Images placed on the form.
+// Images placed on the form. A picture is drawn at its own pixel size, one image pixel
+// to one device unit (1/72 inch), with its top-left corner at the item's (x1, y1);
+// x2 and y2 only make a frame that is kept in the working fields.
 #include "layout/form.h"
 
-bool form_l::image_b(float, float, float, const QString&) {
+#include <QImage>
+#include <QPainter>
+#include <utility>
+
+bool form_l::image_b(float x_offset, float y_offset, float scale, const QString& name) {
+    const qx_print_l* item = current_item;
+    if (!item || name.isEmpty()) return true;
+    const QString path = ctx->get_tmp_file_s(name);
+    if (path.isEmpty()) return true;
+
+    // The frame, in page millimetres times the scale. A frame drawn from right to left
+    // (or bottom to top) is turned round, except when x1 (or y1) is 0.
+    const float left = (x_offset + item->num1) * scale;
+    const float top = (y_offset + item->num2) * scale;
+    work_left = left;
+    work_right = (x_offset + item->num3) * scale;
+    work_top = top;
+    work_bottom = (y_offset + item->num4) * scale;
+    if (item->num1 != 0 && work_right < work_left) std::swap(work_left, work_right);
+    if (item->num2 != 0 && work_bottom < work_top) std::swap(work_top, work_bottom);
+
+    // A missing, unreadable or damaged file gives a null image: nothing is drawn and
+    // the page goes on without a message.
+    const QImage image(path, nullptr);
+    if (image.isNull() || !painter) return true;
+
+    // The corner is (x1, y1) converted to whole device units like every other
+    // coordinate. The picture is drawn once, whatever the frame: a natural-size item
+    // (x2 = y2 = 0) and a framed one look the same, translucent pictures included.
+    const QPointF corner(int(left * points_per_mm + x_geta_f()),
+                         int(top * points_per_mm + y_geta_f()));
+    painter->drawImage(corner, image);
     return true;
 }

@@ -10,6 +10,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QImage>
 #include <QPainter>
 #include <QPdfWriter>
@@ -293,6 +294,12 @@ int main(int argc, char** argv) {
     } else {
         return usage_error(QStringLiteral("expected DATA and LAYOUT"));
     }
+
+    // Unlike the window program, whose bare names mean files in the work directory, the
+    // batch tool takes its file names as ordinary paths from the current directory.
+    if (!data_file.isEmpty())
+        data_file = QFileInfo(data_file).absoluteFilePath();
+    layout_file = QFileInfo(layout_file).absoluteFilePath();
 
     const int outputs = int(parser.isSet(pdf_option)) + int(parser.isSet(png_option)) +
                         int(parser.isSet(printer_option));
