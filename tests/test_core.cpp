@@ -12,6 +12,8 @@
 #include <climits>
 #include <cmath>
 #include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -597,6 +599,24 @@ private slots:
             QCOMPARE(reader.line, u("last"));
         }
         QCOMPARE(reader.read(), 1);
+    }
+
+    // Files that are no regular files: a line that never ends is reported once it
+    // passes the limit, and the encoding of a pipe or a device is not looked for by
+    // reading it (that would drain the pipe, or never end). Should either read on, the
+    // alarm ends the test.
+    void endless_and_unseekable_files() {
+        alarm(60);
+        qx_read_l reader(ctx.get());
+        QVERIFY(reader.open_b(u("/dev/zero"), u("UTF-8")));
+        QCOMPARE(reader.read(), 2);
+        QCOMPARE(ctx->message, u("line too long(/dev/zero)"));
+        QCOMPARE(ctx->file_encoding_s(u("/dev/zero")), u("UTF-8"));
+        const QString fifo = path("fifo");
+        QCOMPARE(mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        // With no writer, opening the pipe would wait for ever.
+        QCOMPARE(ctx->file_encoding_s(fifo), u("UTF-8"));
+        alarm(0);
     }
 
     void file_encoding_data() {
