@@ -29,6 +29,28 @@ format:
 clean:
 	rm -rf $(BUILD)
 
+# The whole build (engine, korvan, korvan-batch, tests) and test suite under
+# AddressSanitizer and UndefinedBehaviorSanitizer in $(ASAN_BUILD), halting at the first
+# report. gcc's -fsanitize=undefined leaves out float-cast-overflow, a float too large
+# for the int it is turned into: exactly what a hostile coordinate or size brings, so it
+# is added. Leak detection stays on: the test programs make and destroy contexts,
+# forms and readers many times over, and a leak of the engine shows there. It is
+# suppressed for the korvan-batch program only, whose context is by design never freed
+# (the process ends instead; korvan keeps its own reachable), and for fontconfig's
+# cache. Under the sanitizers no_page_lost runs 500 records instead of 20,000, and the
+# hostile files get five times the time and four times the memory.
+ASAN_BUILD ?= build-asan
+ASAN_ENV = ASAN_OPTIONS=detect_leaks=1 \
+	LSAN_OPTIONS=suppressions=$(CURDIR)/$(ASAN_BUILD)/lsan.supp:print_suppressions=0 \
+	UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+
+check-asan: deps
+	@cmake -S . -B $(ASAN_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKORVAN_SANITIZE=ON \
+		-DCMAKE_CXX_FLAGS=-fsanitize=float-cast-overflow >/dev/null
+	@cmake --build $(ASAN_BUILD) -j$(JOBS)
+	@printf '%s\n' 'leak:korvan-batch' 'leak:libfontconfig.so' >$(ASAN_BUILD)/lsan.supp
+	cd $(ASAN_BUILD) && $(ASAN_ENV) QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j$(JOBS)
+
 # Benchmarks, in their own Release build: pages per second of the invoice form, and
 # positioning deep into a 1 GB data file (time and peak memory).
 BENCH_BUILD ?= build-bench

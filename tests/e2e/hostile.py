@@ -407,6 +407,19 @@ case("a directory as the data file", Run([path("a-directory"), two_values]), 1,
      [DATA1 + " open read error(" + path("a-directory") + ")"], no_pdf)
 case("a directory as the layout file", Run([one_line, path("a-directory")]), 1,
      [LAYOUT2 + " open read error(" + path("a-directory") + ")"], no_pdf)
+# Files that are no regular files: a device that never ends, and a pipe that can be
+# read only once (as a shell's <(command) gives it).
+case("/dev/zero as the data file", Run(["/dev/zero", two_values]), 1,
+     [DATA1 + " line too long(/dev/zero)"], no_pdf)
+case("/dev/zero as the layout file", Run([one_line, "/dev/zero"]), 1,
+     [LAYOUT2 + " line too long(/dev/zero)"], no_pdf)
+fifo = path("pipe.tsv")
+os.mkfifo(fifo)
+writer = subprocess.Popen(["sh", "-c", 'printf "a1\\tb1\\na2\\tb2\\n" > "$1"', "sh", fifo])
+case("a pipe as the data file", Run([fifo, two_values]), 0, [],
+     pages_show([["a1", "b1"], ["a2", "b2"]]))
+writer.kill()
+writer.wait()
 case("an empty data file", Run([write("empty.tsv", ""), two_values]), 1,
      [DATA1 + " Data Count Error"], no_pdf)
 
