@@ -208,6 +208,9 @@ public:
     // Error prefix of the OCCURS record whose repetition is pending: its errors are
     // found only when the repetition is applied, at a later record.
     QString occurs_prefix;
+    // Error prefix of the last OFFSET record: the copies are counted against the items
+    // when the layout is finished.
+    QString offset_prefix;
 
     // Data stream.
     std::unique_ptr<qx_read_l> data_reader;

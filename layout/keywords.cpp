@@ -118,6 +118,7 @@ void form_l::paper_v() {
 }
 
 void form_l::offset_v() {
+    offset_prefix = error_prefix;
     fill_groups_v(this, 1, 2);
     for (int i = 1; i < ctx->count_s_i(&fields); i += 2) {
         // A pair is taken whole or not at all, so that x and y stay paired.

@@ -197,6 +197,8 @@ private slots:
     void occurs();
     void occurs_bound_data();
     void occurs_bound();
+    void offset_bound_data();
+    void offset_bound();
     void values_per_page_data();
     void values_per_page();
     void examples_data();
@@ -894,6 +896,32 @@ void test_layout::occurs_bound_data() {
     QTest::newRow("huge count with nothing to copy")
         << QByteArray("OCCURS,2147483647,1,1\nOCCURS,2147483647,1,1\nTEXT_SET") << 0 << 0
         << QStringList{"(4) TEXT_SET TEXT_SET ?"};
+}
+
+// OFFSET copies draw every item again: more than 100,000 items drawn per page is an
+// error named by the last OFFSET record, and the form keeps its first copy.
+void test_layout::offset_bound_data() {
+    QTest::addColumn<QByteArray>("layout");
+    QTest::addColumn<int>("copies");
+    QTest::addColumn<QStringList>("errors");
+    const QByteArray pairs = "OFFSET" + QByteArray(",0,0").repeated(100000);
+    QTest::newRow("exactly 100000 drawn")
+        << QByteArray("OCCURS,49999,0,0\nBOX,L\nOFFSET,0,0,10,0") << 2 << QStringList{};
+    QTest::newRow("one item more") << QByteArray("OCCURS,50000,0,0\nBOX,L\nOFFSET,0,0,10,0") << 1
+                                   << QStringList{"(4) OFFSET OFFSET count too large (100002)"};
+    QTest::newRow("100000 copies of one item") << pairs + "\nTEXT,a" << 100000 << QStringList{};
+    QTest::newRow("one copy more, named by the last OFFSET")
+        << pairs + "\nTEXT,a\nOFFSET,1,1\nOFFSET,2,2,\nTEXT,b" << 1
+        << QStringList{"(5) OFFSET OFFSET count too large (200006)"};
+    QTest::newRow("no items") << pairs + "\n" + pairs << 200000 << QStringList{};
+}
+void test_layout::offset_bound() {
+    QFETCH(QByteArray, layout);
+    QFETCH(int, copies);
+    QFETCH(QStringList, errors);
+    auto s = parse("LINE_SET,L,1,0\n" + layout);
+    QCOMPARE(s->errors(), errors);
+    QCOMPARE(s->form->offsets.size(), 2 * copies);
 }
 
 void test_layout::occurs_bound() {

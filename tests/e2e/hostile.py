@@ -297,6 +297,12 @@ case("OCCURS adding up past 2^31", Run([one_line, fixture("occurs-past-int.csv")
 case("OCCURS -5", Run([one_line, fixture("occurs-negative.csv")]), 0, [],
      pages_show([["ONCE"]]))
 
+# OFFSET draws the whole form once per pair: a million pairs over ten boxes would draw
+# ten million boxes a page.
+offset_bomb = "LINE_SET,L,0.2,0\nOFFSET," + "0,0," * 1000000 + "0,0\n" + "BOX,L,10,10,20,20\n" * 10
+case("OFFSET with a million pairs", Run([one_line, write("offsets.csv", offset_bomb)]), 1,
+     ["(2) OFFSET OFFSET count too large (10000010)"], no_pdf)
+
 # ---- numbers in every numeric field ----
 
 # Each record has one numeric field set to the value under test and sane numbers
