@@ -345,6 +345,16 @@ def numbers_layout(value, kinds):
         lines.append(record.format(value if kind in kinds else "1"))
         if kind in kinds and (value == "NaN" or kind == "int"):
             errors.append('(%d) %s not numeric "%s"' % (len(lines), kw, value))
+    # The line width and the character size under test, drawn (a style whose number
+    # did not convert is not defined).
+    refused = "float" in kinds and value == "NaN"
+    for record, error in [("BOX,L2,10,10,20,20", "BOX Line name (L2) not found"),
+                          ("ARC,L2,10,10,50,50,0,90", "ARC Line name (L2) not found"),
+                          ("TEXT,W,S2,,10,10,0,", "TEXT Char name (S2) not found"),
+                          ("DATA_FIX_V,S2,30,10,10,3,+", "DATA_FIX_V Char name (S2) not found")]:
+        lines.append(record)
+        if refused:
+            errors.append("(%d) %s" % (len(lines), error))
     return "\n".join(lines) + "\n", errors
 
 
