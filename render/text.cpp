@@ -76,6 +76,10 @@ public:
             glyph_count == 1 && glyph[0] != 0) {
             glyphs_.append(glyph[0]);
             positions_.append(QPointF(px, py));
+            // A run is drawn every few thousand glyphs: a spread field of a 15 MB value
+            // puts every character on the sheet, and collecting them all first took
+            // 700 MB.
+            if (glyphs_.size() >= max_run) flush();
             return;
         }
         flush();
@@ -94,6 +98,7 @@ private:
         positions_.clear();
     }
 
+    static constexpr qsizetype max_run = 4096;
     form_l* form_;
     QPainter* painter_ = nullptr;
     QRawFont raw_;

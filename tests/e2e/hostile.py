@@ -378,6 +378,18 @@ case("the numbers as data values", Run([write("numbers-values.tsv",
                                               "99999999999\t1e308:big\tNaN\tNaN:x\n"), sized]),
      0, [], pages_show([["99,999,999,999", "NaN", "NaN:x"]]))
 
+# Long values. Vertical and separated, most characters of a 15 MB value fall beyond the
+# sheet. Spread over 90 mm every character lands on it and is drawn, so there the
+# value is 4 MB: the work grows with the value, up to 6 s for the longest line.
+value = path("value.tsv")
+for megabytes, layout in [(15, "DATA_V,,,20,10,0,Z"), (15, "DATA,,,30,10,0,+"),
+                          (4, "DATA_FIX_V,,100,10,10,0,")]:
+    with open(value, "wb") as f:
+        f.write(b"0123456789" * (megabytes * 1024 * 1024 // 10) + b"\n")
+    case("a %d MB value in %s" % (megabytes, layout.split(",")[0]),
+         Run([value, write("value.csv", layout + "\n")]), 0, [], page_count(1))
+os.remove(value)
+
 # ---- lines, quotes, line ends, encodings ----
 
 case("a layout whose last line ends in a backslash",
