@@ -390,6 +390,15 @@ for megabytes, layout in [(15, "DATA_V,,,20,10,0,Z"), (15, "DATA,,,30,10,0,+"),
          Run([value, write("value.csv", layout + "\n")]), 0, [], page_count(1))
 os.remove(value)
 
+# The page numbers of the command line are numeric fields too.
+for option, value, line in [("--start", "99999999999", '開始[4] not numeric "99999999999"'),
+                            ("--start", "1e308", '開始[4] not numeric "1e308"'),
+                            ("--end", "NaN", '終了[5] not numeric "NaN"'),
+                            ("--start", "-5", "開始[4] (-5) error"),
+                            ("--start", "2000000000", DATA1 + " Data Count Error")]:
+    case("%s %s" % (option, value), Run([option, value, one_line, two_values]), 1, [line],
+         no_pdf)
+
 # ---- lines, quotes, line ends, encodings ----
 
 case("a layout whose last line ends in a backslash",
