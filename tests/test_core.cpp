@@ -35,7 +35,13 @@ const rule_row rule_rows[] = {
     {"work file", "KORVAN.CSV", "/home/Q/TMP/KORVAN.CSV"}, {"work file", "K", "/home/Q/TMP/K"},
     {"work file", ".\\a.csv", "/home/Q/TMP/.\\a.csv"}, {"work file", "./a.csv", "./a.csv"},
     {"work file", "C:\\forms\\a.csv", "C:\\forms\\a.csv"}, {"work file", "../KORVAN.TXT", "../KORVAN.TXT"},
-    {"work file", "/a//b/../c", "/a//b/../c"}};
+    {"work file", "/a//b/../c", "/a//b/../c"},
+    // font: the family a layout's font name draws in, empty when none is installed.
+    {"font", "ms mincho", "IPAMincho"}, {"font", "ＭＳ ゴシック", "IPAGothic"},
+    {"font", "MS UI Gothic", "IPAPGothic"}, {"font", "No Such Family 4711", ""},
+    // environment: the encoding KORVAN_ENCODING forces for layout and data files.
+    {"environment", "sjis", "Shift-JIS"}, {"environment", "euc_jp", "EUC-JP"},
+    {"environment", "latin1", ""}};
 // clang-format on
 
 // Verdict 0 accepts, else the message: n not numeric, p not plus, z bad zero. The
@@ -158,6 +164,13 @@ private slots:
             got = qx_z_l::program_directory_s(in, u("/"));
         } else if (rule == "label") {
             got = qx_z_l::version_label_s(in, 37);
+        } else if (rule == "font") {
+            const QString family = qx_z_l::installed_family_s(in);
+            if (!family.isEmpty()) got = QFontInfo(QFont(family, 12)).family();
+        } else if (rule == "environment") {
+            qputenv("KORVAN_ENCODING", in.toUtf8());
+            got = make_context({"korvan"})->forced_encoding;
+            qunsetenv("KORVAN_ENCODING");
         } else {
             got = ctx->get_tmp_file_s(in);
             QCOMPARE(ctx->check_path_b(in), got == in);

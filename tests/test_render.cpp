@@ -201,6 +201,23 @@ private slots:
         QCOMPARE(f->page_values, s_l({"c", "d"}));
     }
 
+    // A later group of a DATA record prints the record's value again and takes none of
+    // its own: the middle text shows "AB", as a fixed "AB" at the same place would.
+    void later_group_repeats_the_value() {
+        auto f = new_form();
+        add_text(*f, {"DATA", {}, 10, 10}, 1);
+        add_text(*f, {"DATA", {}, 10, 40}, 2);
+        add_text(*f, {"DATA", {}, 10, 70}, 1);
+        f->values_per_form = 2;
+        f->data_name = put(dir, "groups.txt", "AB\tCD\n");
+        QCOMPARE(f->read_data_b(1), 1);
+        const QImage page = render_page_image(*f, 72);
+        QCOMPARE(f->page_values, s_l({"AB", "CD"}));
+        const QImage fixed = draw_texts({{"TEXT", "AB", 10, 40}});
+        const QRect band(0, int(35 * 2.8346276), page.width(), int(20 * 2.8346276));
+        QCOMPARE(page.copy(band), fixed.copy(band));
+    }
+
     // Digits 1..9, 0, 1.. in drawing order across copies and pages; an image takes a
     // digit but gets no name.
     void test_data_digits() {
