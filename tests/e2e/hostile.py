@@ -433,13 +433,30 @@ case("a CODE39 of 10,000 characters",
 
 # ---- images and directories ----
 
+def png_bomb(side):
+    """A black-and-white PNG of side x side pixels, all white: a few kilobytes that
+    would be side * side * 4 bytes once loaded."""
+    import struct
+    import zlib
+
+    def chunk(kind, body):
+        return (struct.pack(">I", len(body)) + kind + body +
+                struct.pack(">I", zlib.crc32(kind + body) & 0xFFFFFFFF))
+    row = b"\0" + b"\xff" * ((side + 7) // 8)
+    pixels = zlib.compressobj(9)
+    body = b"".join(pixels.compress(row) for _ in range(side)) + pixels.flush()
+    return (b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">IIBBBBB", side, side, 1, 0, 0, 0, 0))
+            + chunk(b"IDAT", body) + chunk(b"IEND", b""))
+
+
 fake = fixture("text-file.png")
+bomb = write("bomb.png", png_bomb(30000))
 os.mkdir(path("a-directory"))
 images = write("images.csv", "IMAGE,%s,10,10,0,0\nIMAGE,,10,50,60,90\nIMAGE,,10,100,0,0\n"
-               "TEXT,AFTER,,,10,200,0,\n" % fake)
-case("images that are a text file, a directory and a device",
-     Run([write("images.tsv", "%s\t%s\n" % (path("a-directory"), "/dev/zero")), images]), 0, [],
-     pages_show([["AFTER"]]))
+               "IMAGE,,10,150,0,0\nTEXT,AFTER,,,10,200,0,\n" % fake)
+case("images: a text file, a directory, a device, a 30000 x 30000 PNG of 100 KB",
+     Run([write("images.tsv", "%s\t/dev/zero\t%s\n" % (path("a-directory"), bomb)), images]), 0,
+     [], pages_show([["AFTER"]]))
 case("a directory as the data file", Run([path("a-directory"), two_values]), 1,
      [DATA1 + " open read error(" + path("a-directory") + ")"], no_pdf)
 case("a directory as the layout file", Run([one_line, path("a-directory")]), 1,
