@@ -270,10 +270,16 @@ private slots:
         QImage image(100, 100, QImage::Format_RGB32);
         QPainter painter(&image);
         f->painter = &painter;
+        // Each page keeps the values it took until the next page starts.
         int printed = 1;
-        const bool ok = f->print_run_b([&] { return ++printed > 0; });
+        QStringList values;
+        const bool ok = f->print_run_b([&] {
+            values << f->page_values;
+            return ++printed > 0;
+        });
+        values << f->page_values;
         QCOMPARE(printed, pages);
-        QCOMPARE(f->page_values.join('|'), taken);
+        QCOMPARE(values.join('|'), taken);
         QCOMPARE(ok, error.isEmpty());
         if (!error.isEmpty()) QVERIFY(f->error_list.last().endsWith(error));
     }
