@@ -195,6 +195,8 @@ private slots:
                                        << "tests/identity/bench_invoice.tsv" << 150.0;
         QTest::newRow("bench-invoice-72") << "bench/invoice/invoice.csv"
                                           << "tests/identity/bench_invoice.tsv" << 72.0;
+        QTest::newRow("mixed") << "tests/identity/mixed.csv"
+                               << "tests/identity/mixed.tsv" << 150.0;
     }
     // Every page of a print run.
     void print_pages() {
@@ -225,6 +227,12 @@ private slots:
         QTest::newRow("invoice-test-data") << "TEST_DATA"
                                            << "examples/invoice/invoice.csv"
                                            << "examples/invoice/invoice.tsv" << 100.0 << 1.0f;
+        QTest::newRow("mixed-zoom") << "DISPLAY"
+                                    << "tests/identity/mixed.csv"
+                                    << "tests/identity/mixed.tsv" << 96.0 << 0.8f;
+        QTest::newRow("mixed-test-data") << "TEST_DATA"
+                                         << "tests/identity/mixed.csv"
+                                         << "tests/identity/mixed.tsv" << 100.0 << 1.0f;
         QTest::newRow("delivery-test-data") << "TEST_DATA"
                                             << "examples/delivery/delivery.csv"
                                             << "examples/delivery/delivery.tsv" << 100.0 << 1.0f;
@@ -266,6 +274,8 @@ private slots:
                                  << "examples/invoice/invoice.tsv";
         QTest::newRow("bench-invoice") << "bench/invoice/invoice.csv"
                                        << "tests/identity/bench_invoice.tsv";
+        QTest::newRow("mixed") << "tests/identity/mixed.csv"
+                               << "tests/identity/mixed.tsv";
     }
     // The PDF of a print run: its text as pdftotext reads it and its pages as poppler
     // draws them.
