@@ -3,6 +3,7 @@
 // where data items are bound to values: the next value of the data file, a digit in
 // test-data mode, or the value remembered from an earlier drawing of the same page.
 #include "layout/form.h"
+#include "render/text_cache.h"
 
 namespace {
 
@@ -132,7 +133,8 @@ int form_l::print_sub_b(int, float x_off, float y_off, float scale) {
         value = edit_s(ctx, value, item->edit, item->count, mode == MODE_TEST_DATA);
         QString family = ctx->at_s(&char_fonts, item->style);
         if (family.isEmpty()) family = default_font;
-        current_font = new_font_n(family, size * scale, ctx->at_s(&char_attrs, item->style));
+        current_font = text_cache_l::of(this).style_font(this, family, size * scale,
+                                                         ctx->at_s(&char_attrs, item->style));
         if (item->count > 0) value = ctx->pad_end_s(value, item->count);
 
         // "_FIX" as the 5th to 8th characters: the characters are spread evenly up to

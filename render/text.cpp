@@ -30,11 +30,6 @@ bool is_surrogate_kind(int kind) {
     return kind == qx_z_l::KIND_HIGH_SURROGATE || kind == qx_z_l::KIND_LOW_SURROGATE;
 }
 
-form_l::text_cache_l& text_cache_of(form_l* form) {
-    if (!form->text_cache) form->text_cache = std::make_shared<form_l::text_cache_l>();
-    return *form->text_cache;
-}
-
 // Draws the units of one text item. The painter's pen is set once for the item. A unit
 // that the font has one glyph for is collected into a glyph run and drawn with the
 // others in one call; anything else (a character the font lacks and the painter must
@@ -47,7 +42,7 @@ public:
         QPainter* p = form->painter;
         if (!p || !p->isActive()) return;
         painter_ = p;
-        cache_ = &text_cache_of(form);
+        cache_ = &form_l::text_cache_l::of(form);
         font_ = &cache_->font(font);
         p->setPen(cache_->text_pen);
         const QPaintDevice* device = p->device();
@@ -114,9 +109,36 @@ private:
 
 } // namespace
 
+form_l::text_cache_l& form_l::text_cache_l::of(form_l* form) {
+    if (!form->text_cache) form->text_cache = std::make_shared<text_cache_l>();
+    return *form->text_cache;
+}
+
+const QFont& form_l::text_cache_l::style_font(form_l* form, const QString& family, float size,
+                                              const QString& attribute) {
+    for (size_t i = 0; i < style_fonts.size(); ++i) {
+        const style_font_l& s = style_fonts[i];
+        if (s.size == size && s.points_per_mm == form->points_per_mm && s.family == family &&
+            s.attribute == attribute) {
+            if (i != 0)
+                std::rotate(style_fonts.begin(), style_fonts.begin() + long(i),
+                            style_fonts.begin() + long(i) + 1);
+            return style_fonts.front().font;
+        }
+    }
+    if (style_fonts.size() >= max_cached_fonts) style_fonts.pop_back();
+    style_fonts.insert(style_fonts.begin(),
+                       style_font_l{family, size, attribute, form->points_per_mm,
+                                    form->new_font_n(family, size, attribute)});
+    return style_fonts.front().font;
+}
+
 form_l::text_cache_l::font_l& form_l::text_cache_l::font(const QFont& font) {
     for (size_t i = 0; i < fonts.size(); ++i) {
         if (fonts[i]->key == font) {
+            // An equal font made elsewhere: keep that one, so that the next comparison
+            // with it finds the same font data at once.
+            fonts[i]->key = font;
             if (i != 0)
                 std::rotate(fonts.begin(), fonts.begin() + long(i), fonts.begin() + long(i) + 1);
             return *fonts.front();
@@ -150,7 +172,7 @@ QFont form_l::new_font_n(const QString& family, float size, const QString& attri
 }
 
 QFont form_l::painter_font_n(const QFont& font) {
-    return text_cache_of(this).font(font).device;
+    return text_cache_l::of(this).font(font).device;
 }
 
 float form_l::font_width_f(const QFont& font, const QString& text) {

@@ -50,12 +50,29 @@ struct form_l::text_cache_l {
         }
     };
 
+    // The form's text cache, made on first use.
+    static text_cache_l& of(form_l* form);
+
     // The entry of `font`, made on first use. A few fonts are kept, the most recently
     // used first; a layout that takes its sizes from the data could otherwise have any
     // number of them.
     font_l& font(const QFont& font);
 
+    // new_font_n(family, size, attribute) of the form, made once for each character set
+    // and scale rather than for every item drawn with it.
+    const QFont& style_font(form_l* form, const QString& family, float size,
+                            const QString& attribute);
+
+    struct style_font_l {
+        QString family;
+        float size;
+        QString attribute;
+        float points_per_mm;
+        QFont font;
+    };
+
     std::vector<std::unique_ptr<font_l>> fonts;
+    std::vector<style_font_l> style_fonts;
     QPen text_pen = QPen(QColor(0, 0, 0));
     // The glyph run being collected, reused from item to item.
     QList<quint32> run_glyphs;
