@@ -23,6 +23,25 @@ Qt::PenStyle pen_style(const QString& kind) {
     return Qt::SolidLine;
 }
 
+// Marks the drawing of one copy of the form for the text cache, which may then keep
+// what it works out from the painter until the copy is drawn.
+class form_scope_l {
+public:
+    explicit form_scope_l(form_l* form) : cache_(form_l::text_cache_l::of(form)) {
+        cache_.in_form = true;
+        cache_.view_known = false;
+    }
+    ~form_scope_l() {
+        cache_.in_form = false;
+        cache_.view_known = false;
+    }
+    form_scope_l(const form_scope_l&) = delete;
+    form_scope_l& operator=(const form_scope_l&) = delete;
+
+private:
+    form_l::text_cache_l& cache_;
+};
+
 } // namespace
 
 // A page number is never printed by "?_PAGE?": the marker prints as nothing on every
@@ -35,6 +54,7 @@ QString form_l::change_s(const QString& text) {
 }
 
 int form_l::print_sub_b(int, float x_off, float y_off, float scale) {
+    const form_scope_l scope(this);
     // Ruled items.
     for (qx_print_l* item : std::as_const(line_items)) {
         current_item = item;

@@ -45,13 +45,18 @@ public:
         cache_ = &form_l::text_cache_l::of(form);
         font_ = &cache_->font(font);
         p->setPen(cache_->text_pen);
-        const QPaintDevice* device = p->device();
-        const QTransform t = p->combinedTransform();
-        if (device && t.isInvertible()) {
+        if (!cache_->in_form || !cache_->view_known) {
+            const QPaintDevice* device = p->device();
+            const QTransform t = p->combinedTransform();
+            cache_->view_valid = device && t.isInvertible();
+            if (cache_->view_valid)
+                cache_->view =
+                    t.inverted().mapRect(QRectF(0, 0, device->width(), device->height()));
+            cache_->view_known = cache_->in_form;
+        }
+        if (cache_->view_valid) {
             const double margin = 4.0 * font.pointSize() + 16.0;
-            const QRectF visible = t.inverted()
-                                       .mapRect(QRectF(0, 0, device->width(), device->height()))
-                                       .adjusted(-margin, -margin, margin, margin);
+            const QRectF visible = cache_->view.adjusted(-margin, -margin, margin, margin);
             // QRectF::contains, worked out once: edges included, nothing in a null rect.
             left_ = qMin(visible.left(), visible.right());
             right_ = qMax(visible.left(), visible.right());

@@ -9,6 +9,7 @@
 #include <QList>
 #include <QPointF>
 #include <QRawFont>
+#include <QRectF>
 #include <array>
 #include <memory>
 #include <vector>
@@ -73,6 +74,15 @@ struct form_l::text_cache_l {
 
     std::vector<std::unique_ptr<font_l>> fonts;
     std::vector<style_font_l> style_fonts;
+
+    // The device's area in form units. While the renderer draws a copy of the form
+    // (in_form), neither the painter nor its transform changes, so the area is worked
+    // out for the first text item and kept for the others; outside it, every item
+    // works it out anew.
+    bool in_form = false;
+    bool view_known = false;
+    bool view_valid = false; // false: no device or a transform that cannot be inverted
+    QRectF view;
     QPen text_pen = QPen(QColor(0, 0, 0));
     // The glyph run being collected, reused from item to item.
     QList<quint32> run_glyphs;
