@@ -82,8 +82,8 @@ public:
         const quint32 glyph =
             length == 1 ? font_->glyph(*chars) : font_->look_up(chars, int(length));
         if (glyph != form_l::text_cache_l::glyph_none) {
-            cache_->run_glyphs.append(glyph);
-            cache_->run_positions.append(QPointF(px, py));
+            cache_->run_glyphs.push_back(glyph);
+            cache_->run_positions.emplace_back(px, py);
             return;
         }
         flush();
@@ -93,10 +93,10 @@ public:
 
 private:
     void flush() {
-        if (!cache_ || cache_->run_glyphs.isEmpty()) return;
+        if (!cache_ || cache_->run_glyphs.empty()) return;
         QGlyphRun& run = cache_->run;
         run.setRawFont(font_->raw);
-        run.setRawData(cache_->run_glyphs.constData(), cache_->run_positions.constData(),
+        run.setRawData(cache_->run_glyphs.data(), cache_->run_positions.data(),
                        int(cache_->run_glyphs.size()));
         painter_->drawGlyphRun(QPointF(0, 0), run);
         cache_->run_glyphs.clear();
@@ -210,11 +210,18 @@ qsizetype unit_length(const QString& text, qsizetype i, int kind) {
 }
 
 // The advance of a unit between two "X": font_width_f("X" + unit + "X") minus
-// font_width_f("XX"), computed without building the strings.
-float unit_advance(int points, float per_mm, qsizetype length, int first_kind) {
-    const int count = (length == 1 && is_wide_kind(first_kind)) ? 4 : int(length) + 2;
-    return float(points * count) / per_mm - float(points * 2) / per_mm;
-}
+// font_width_f("XX"), computed without building the strings. The unit counts as three
+// characters with the two "X" when it is one narrow character, as four otherwise, so
+// an item has only two advances, worked out once.
+struct advances_l {
+    advances_l(int points, float per_mm)
+        : narrow(float(points * 3) / per_mm - float(points * 2) / per_mm),
+          wide(float(points * 4) / per_mm - float(points * 2) / per_mm) {}
+    float of(qsizetype length, int first_kind) const {
+        return (length == 1 && !is_wide_kind(first_kind)) ? narrow : wide;
+    }
+    float narrow, wide;
+};
 
 } // namespace
 
@@ -222,7 +229,8 @@ void form_l::draw_h_string_v(float spacing, const QString& text, const QFont& fo
                              float x, float y) {
     if (fix_flag == 1) fix_step = fix_count != 0 ? (spacing - x) / float(fix_count) : 0.0f;
     unit_painter_l out(this, font);
-    const int points = font.pointSize();
+    const advances_l advance(font.pointSize(), points_per_mm);
+    const bool fixed = fix_flag == 1;
     float p = x; // pen position: where the next character goes
     float d = x; // where the current unit is drawn
     for (qsizetype i = 0; i < text.size();) {
@@ -231,8 +239,7 @@ void form_l::draw_h_string_v(float spacing, const QString& text, const QFont& fo
         // A character without advance is drawn over the unit before it.
         if (kind != qx_z_l::KIND_NONE) d = p;
         out.draw(text, i, length, d, y);
-        p = fix_flag == 1 ? d + fix_step
-                          : d + spacing + unit_advance(points, points_per_mm, length, kind);
+        p = fixed ? d + fix_step : d + spacing + advance.of(length, kind);
         i += length;
     }
 }
@@ -242,6 +249,10 @@ void form_l::draw_v_string_v(float spacing, const QString& text, const QFont& fo
     if (fix_flag == 1) fix_step = fix_count != 0 ? (spacing - y) / float(fix_count) : 0.0f;
     unit_painter_l out(this, font);
     const int points = font.pointSize();
+    const advances_l advance(points, points_per_mm);
+    // 0.9 of the text height of a unit of one and of two UTF-16 units.
+    const float tall[2] = {float(0.9 * double(float(1.0 * points * 2.5 / points_per_mm))),
+                           float(0.9 * double(float(2.0 * points * 2.5 / points_per_mm)))};
     float q = y; // pen position
     float e = y; // where the current unit is drawn
     for (qsizetype i = 0; i < text.size();) {
@@ -255,10 +266,7 @@ void form_l::draw_v_string_v(float spacing, const QString& text, const QFont& fo
             q = e + spacing;
             // An ASCII letter takes its point size; anything else 0.9 of the text
             // height, 2.25 points per character.
-            if (kind == qx_z_l::KIND_ASCII)
-                q += unit_advance(points, points_per_mm, length, kind);
-            else
-                q += float(0.9 * double(float(double(length) * points * 2.5 / points_per_mm)));
+            q += kind == qx_z_l::KIND_ASCII ? advance.of(length, kind) : tall[length - 1];
         }
         i += length;
     }

@@ -6,7 +6,6 @@
 #include "layout/form.h"
 
 #include <QGlyphRun>
-#include <QList>
 #include <QPointF>
 #include <QRawFont>
 #include <QRectF>
@@ -85,7 +84,7 @@ struct form_l::text_cache_l {
     QRectF view;
     QPen text_pen = QPen(QColor(0, 0, 0));
     // The glyph run being collected, reused from item to item.
-    QList<quint32> run_glyphs;
-    QList<QPointF> run_positions;
+    std::vector<quint32> run_glyphs;
+    std::vector<QPointF> run_positions;
     QGlyphRun run;
 };
