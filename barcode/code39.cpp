@@ -1,5 +1,6 @@
 // CODE39 bar codes: the modulo-43 check character, the start/stop framing and the bars,
 // each bar one vertical line whose pen is as wide as the bar.
+#include "barcode/bars.h"
 #include "layout/form.h"
 
 namespace {
@@ -40,22 +41,6 @@ const int space_rows[8][5] = {
     {1, 0, 0, 0, 0}, // U to Z, "-", ".", space, "*"
 };
 
-// The character at `pos` for a message: a surrogate pair stays whole.
-QString character_at(const QString& text, int pos) {
-    if (text.at(pos).isHighSurrogate() && pos + 1 < text.size() &&
-        text.at(pos + 1).isLowSurrogate())
-        return text.mid(pos, 2);
-    return QString(text.at(pos));
-}
-
-// A bar is a vertical line as wide as the bar. Flat ends keep it exactly between the
-// bar top and the bar bottom, whatever its width.
-QPen bar_pen(form_l* form, float width) {
-    QPen pen = form->new_pen_nn(width);
-    pen.setCapStyle(Qt::FlatCap);
-    return pen;
-}
-
 } // namespace
 
 QString qx_z_l::code39_s(const QString& text) const {
@@ -79,8 +64,8 @@ bool form_l::code39_b(float x_offset, float y_offset, float scale, const QString
     const float narrow = (item->num5 > 0 ? item->num5 : 0.0f) * scale;
     const float wide = 2.5f * narrow;
     ctx->clear_pe_v(&pens);
-    ctx->add_pe(&pens, bar_pen(this, narrow));
-    ctx->add_pe(&pens, bar_pen(this, wide));
+    ctx->add_pe(&pens, barcode::bar_pen(this, narrow));
+    ctx->add_pe(&pens, barcode::bar_pen(this, wide));
     const QPen narrow_pen = ctx->at_pe(&pens, 0);
     const QPen wide_pen = ctx->at_pe(&pens, 1);
 
@@ -105,8 +90,8 @@ bool form_l::code39_b(float x_offset, float y_offset, float scale, const QString
     for (int pos = 0; pos < framed.size(); ++pos) {
         const int k = int(pattern_alphabet.indexOf(framed.at(pos)));
         if (k < 0) {
-            ctx->message = QStringLiteral("code39 convert error (") + character_at(framed, pos) +
-                           QLatin1Char(')');
+            ctx->message = QStringLiteral("code39 convert error (") +
+                           barcode::character_at(framed, pos) + QLatin1Char(')');
             add_err_v(0);
             return false;
         }

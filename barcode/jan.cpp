@@ -1,5 +1,6 @@
 // JAN bar codes (EAN-13 and EAN-8): the modulo-10 check digit, the bars and the
 // human-readable digits. Each bar is one vertical line drawn with a pen as wide as the bar.
+#include "barcode/bars.h"
 #include "layout/form.h"
 
 namespace {
@@ -23,22 +24,6 @@ const int first_digit_parity[10][6] = {
     {0, 1, 0, 0, 1, 1}, {0, 1, 1, 0, 0, 1}, {0, 1, 1, 1, 0, 0}, {0, 1, 0, 1, 0, 1},
     {0, 1, 0, 1, 1, 0}, {0, 1, 1, 0, 1, 0},
 };
-
-// The character at `pos` for a message: a surrogate pair stays whole.
-QString character_at(const QString& text, int pos) {
-    if (text.at(pos).isHighSurrogate() && pos + 1 < text.size() &&
-        text.at(pos + 1).isLowSurrogate())
-        return text.mid(pos, 2);
-    return QString(text.at(pos));
-}
-
-// A bar is a vertical line as wide as the bar. Flat ends keep it exactly between the
-// bar top and the bar bottom, whatever its width.
-QPen bar_pen(form_l* form, float width) {
-    QPen pen = form->new_pen_nn(width);
-    pen.setCapStyle(Qt::FlatCap);
-    return pen;
-}
 
 // Guard patterns as element widths, starting with a bar (normal) or a space (centre).
 const int normal_guard[3] = {1, 1, 1};
@@ -76,7 +61,7 @@ int form_l::jan_b(float x_offset, float y_offset, float scale, const QString& te
     const float module = item->num5 * scale;
     ctx->clear_pe_v(&pens);
     for (int k = 0; k <= 4; ++k)
-        ctx->add_pe(&pens, bar_pen(this, float(k) * module));
+        ctx->add_pe(&pens, barcode::bar_pen(this, float(k) * module));
 
     const float height = zero_float_f(item->num6);
     const float left = (x_offset + item->num1) * scale;
@@ -98,8 +83,8 @@ int form_l::jan_b(float x_offset, float y_offset, float scale, const QString& te
         x += width;
     };
     auto convert_error = [&](int pos) {
-        ctx->message =
-            QStringLiteral("jan convert error txt (") + character_at(value, pos) + QLatin1Char(')');
+        ctx->message = QStringLiteral("jan convert error txt (") +
+                       barcode::character_at(value, pos) + QLatin1Char(')');
         add_err_v(0);
         return 0;
     };

@@ -36,14 +36,22 @@ bool form_l::display_print_b(float x, float y, float page_zoom) {
     return true;
 }
 
+namespace {
+// A page's values must end exactly at the end of a data line; otherwise the pages that
+// follow would start in the middle of a record.
+void page_end_error_v(form_l* f) {
+    f->error_prefix.clear();
+    f->ctx->message = QStringLiteral("Page End data Count(") + f->ctx->to_i_s(f->values_per_form) +
+                      QStringLiteral(") Error");
+    f->add_err_v(0);
+    f->error_flag = 1;
+    f->last_page_reached = 1;
+}
+} // namespace
+
 void form_l::print_v(const new_page_fn& new_page) {
-    // The previous page must have ended exactly at the end of a data line.
     if (data_index != 0) {
-        ctx->message = QStringLiteral("Page End data Count(") + ctx->to_i_s(values_per_form) +
-                       QStringLiteral(") Error");
-        add_err_v(0);
-        error_flag = 1;
-        last_page_reached = 1;
+        page_end_error_v(this);
         return;
     }
     // A print run never draws a page twice, so it keeps only the values of the page
@@ -59,12 +67,18 @@ void form_l::print_v(const new_page_fn& new_page) {
         return;
     }
     current_page += 1;
-    // A page that ended inside a data line gets its error before any further page is
-    // opened, so that the job ends without a blank page.
     if ((end_page == 0 || current_page <= end_page) && values_per_form != 0 &&
-        last_page_reached == 0 && data_index == 0) {
+        last_page_reached == 0) {
+        // Another page follows. Its check comes before the printer page is opened, so
+        // that a run stopped by it ends without a blank page.
+        if (data_index != 0) {
+            page_end_error_v(this);
+            return;
+        }
         if (new_page && !new_page()) {
-            error_flag = 1;
+            error_prefix.clear();
+            ctx->message = QStringLiteral("Printer newPage Error");
+            add_err_v(0);
             last_page_reached = 1;
         }
     } else {
@@ -73,17 +87,11 @@ void form_l::print_v(const new_page_fn& new_page) {
 }
 
 bool form_l::print_run_b(const new_page_fn& new_page) {
+    // The last page has no successor, so whatever it left of its data line is not
+    // checked.
     for (;;) {
         print_v(new_page);
         if (error_flag == 1) return false;
-        if (last_page_reached == 1) break;
+        if (last_page_reached == 1) return true;
     }
-    // A page that ended inside a data line, found after the last page was printed.
-    if (data_index != 0 && mode == MODE_PRINT) {
-        ctx->message = QStringLiteral("Page End data Count(") + ctx->to_i_s(values_per_form) +
-                       QStringLiteral(") Error");
-        add_err_v(0);
-        return false;
-    }
-    return true;
 }

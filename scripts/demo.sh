@@ -29,8 +29,9 @@ render labels "$top/examples/labels/labels.tsv" "$top/examples/labels/labels.csv
 if [ -n "${DISPLAY:-}${WAYLAND_DISPLAY:-}" ]; then
     echo "Opening the preview of the invoice (Enter: next page, arrows: move,"
     echo "Insert/Delete: zoom, Home/End: back to 100 %, P: print, Esc: close)."
-    (cd "$top/examples/invoice" && nohup "$bin/korvan" TEST ./invoice.tsv ./invoice.csv \
-        >/dev/null 2>&1 &)
+    # Detached, and holding none of this script's output open.
+    (cd "$top/examples/invoice" && exec "$bin/korvan" TEST ./invoice.tsv ./invoice.csv) \
+        </dev/null >/dev/null 2>&1 &
 else
     echo "No display here, so no preview; on a desktop run:"
     echo "  (cd examples/invoice && ../../$build/bin/korvan TEST ./invoice.tsv ./invoice.csv)"
