@@ -23,6 +23,26 @@ Qt::PenStyle pen_style(const QString& kind) {
     return Qt::SolidLine;
 }
 
+// Whether the keyword's first four characters, upper-cased, are "DATA" or "TEXT": a
+// text item. A keyword of ASCII, as layouts write them, is looked at in place.
+bool is_text_keyword(const qx_z_l* ctx, const QString& kw) {
+    if (kw.size() >= 4) {
+        char16_t up[4];
+        bool ascii = true;
+        for (int i = 0; i < 4 && ascii; ++i) {
+            const char16_t c = kw.at(i).unicode();
+            ascii = c < 0x80;
+            up[i] = (c >= u'a' && c <= u'z') ? char16_t(c - u'a' + u'A') : c;
+        }
+        if (ascii) {
+            const QStringView head(up, 4);
+            return head == u"DATA" || head == u"TEXT";
+        }
+    }
+    const QString kind = ctx->upper_s(kw.left(4));
+    return kind == QLatin1String("DATA") || kind == QLatin1String("TEXT");
+}
+
 // Marks the drawing of one copy of the form for the text cache, which may then keep
 // what it works out from the painter until the copy is drawn.
 class form_scope_l {
@@ -116,8 +136,7 @@ int form_l::print_sub_b(int, float x_off, float y_off, float scale) {
         }
 
         const QString& kw = item->keyword;
-        const QString kind = ctx->upper_s(kw.left(4));
-        if (kind != QLatin1String("DATA") && kind != QLatin1String("TEXT")) {
+        if (!is_text_keyword(ctx, kw)) {
             if (kw == kw_code39) {
                 if (!code39_b(x_off, y_off, scale, value)) return 0;
             } else if (kw == kw_jan) {
@@ -159,7 +178,7 @@ int form_l::print_sub_b(int, float x_off, float y_off, float scale) {
 
         // "_FIX" as the 5th to 8th characters: the characters are spread evenly up to
         // the spacing, which is the end position of the field.
-        fix_flag = (kw.size() >= 8 && kw.mid(4, 4) == QLatin1String("_FIX")) ? 1 : 0;
+        fix_flag = (kw.size() >= 8 && QStringView(kw).mid(4, 4) == u"_FIX") ? 1 : 0;
         if (fix_flag == 1) fix_count = item->count != 0 ? item->count : length_count(value);
 
         // The layout gives the top of the characters; drawing wants the baseline.
