@@ -197,6 +197,8 @@ private slots:
                                           << "tests/identity/bench_invoice.tsv" << 72.0;
         QTest::newRow("mixed") << "tests/identity/mixed.csv"
                                << "tests/identity/mixed.tsv" << 150.0;
+        QTest::newRow("sizes") << "tests/identity/sizes.csv"
+                               << "tests/identity/sizes.tsv" << 100.0;
     }
     // Every page of a print run.
     void print_pages() {
