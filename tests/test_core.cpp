@@ -618,19 +618,25 @@ private slots:
         QTest::newRow("overlong form") << b("\xE0\x80\x80") << sj << false;
         QTest::newRow("encoded surrogate") << b("\xED\xA0\x80") << sj << false;
         QTest::newRow("above U+10FFFF") << b("\xF4\x90\x80\x80") << sj << false;
-        // The same, and the edges of the narrower ranges, where the check takes the
-        // bytes 16 at a time: each sequence crosses the end of a 16-byte chunk.
-        const QByteArray a14(14, 'a'), a20(20, 'a');
-        QTest::newRow("overlong form across a chunk")
-            << a14 + b("\xE0\x9F\xBF") + a20 << sj << false;
-        QTest::newRow("surrogate across a chunk") << a14 + b("\xED\xA0\x80") + a20 << sj << false;
-        QTest::newRow("short four bytes across a chunk")
-            << a14 + b("\xF0\x8F\xBF\xBF") + a20 << sj << false;
-        QTest::newRow("above U+10FFFF across a chunk")
-            << a14 + b("\xF4\x90\x80\x80") + a20 << sj << false;
-        QTest::newRow("range edges across chunks")
-            << a14 + b("\xE0\xA0\x80\xED\x9F\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF") + a20 << u8
-            << false;
+        // The same, and the edges of the narrower ranges, where the check takes whole
+        // chunks of 16 or 32 bytes: inside the one chunk of a file shorter than 32
+        // bytes, and across the end of a chunk that more whole chunks follow.
+        for (const int before : {1, 30}) {
+            const QByteArray head(before, 'a'), tail(before == 1 ? 12 : 40, 'a');
+            const QByteArray at = QByteArray::number(before);
+            QTest::newRow("overlong form at " + at)
+                << head + b("\xE0\x9F\xBF") + tail << sj << false;
+            QTest::newRow("surrogate at " + at) << head + b("\xED\xA0\x80") + tail << sj << false;
+            QTest::newRow("short four bytes at " + at)
+                << head + b("\xF0\x8F\xBF\xBF") + tail << sj << false;
+            QTest::newRow("above U+10FFFF at " + at)
+                << head + b("\xF4\x90\x80\x80") + tail << sj << false;
+            QTest::newRow("lone continuation at " + at)
+                << head + b("\x80\x80") + tail << sj << false;
+            QTest::newRow("range edges at " + at)
+                << head + b("\xE0\xA0\x80\xED\x9F\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF") + tail << u8
+                << false;
+        }
         // Not UTF-8, so Shift-JIS; the reader then goes by the byte-order mark.
         QTest::newRow("UTF-16 mark") << b("\xFF\xFE\xCB\x8A\x42\x6C\xF8\x66") << sj << true;
     }
