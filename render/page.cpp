@@ -75,13 +75,24 @@ QString form_l::change_s(const QString& text) {
 
 int form_l::print_sub_b(int, float x_off, float y_off, float scale) {
     const form_scope_l scope(this);
+    text_cache_l::rule_pen_l& rule = text_cache_l::of(this).rule_pen;
     // Ruled items.
     for (qx_print_l* item : std::as_const(line_items)) {
         current_item = item;
         float width = ctx->at_f(&line_widths, item->style) * scale;
         if (width == 0) width = 0.1f; // a zero-width line set still draws a hairline
-        current_pen = new_pen_nn(width);
-        current_pen.setStyle(pen_style(ctx->at_s(&line_kinds, item->style)));
+        const Qt::PenStyle style = pen_style(ctx->at_s(&line_kinds, item->style));
+        if (!rule.made || rule.width != width || rule.style != style || rule.factor != pen_factor ||
+            !(rule.brush == pen_brush)) {
+            rule.made = true;
+            rule.width = width;
+            rule.style = style;
+            rule.factor = pen_factor;
+            rule.brush = pen_brush;
+            rule.pen = new_pen_nn(width);
+            rule.pen.setStyle(style);
+        }
+        current_pen = rule.pen;
 
         line_x1 = (item->num1 + x_off) * scale;
         line_x2 = (item->num3 + x_off) * scale;

@@ -1,6 +1,6 @@
-// What text drawing keeps between items and pages: per font, the font handed to the
+// What the renderer keeps between items and pages: per font, the font handed to the
 // painter, its raw font and the glyph of each character looked up so far; the buffers
-// of the glyph run being collected. Private to render/.
+// of the glyph run being collected; the pen of the ruled items. Private to render/.
 #pragma once
 
 #include "layout/form.h"
@@ -73,6 +73,18 @@ struct form_l::text_cache_l {
 
     std::vector<std::unique_ptr<font_l>> fonts;
     std::vector<style_font_l> style_fonts;
+
+    // The pen of the ruled items drawn last, with what it was made from: the items of
+    // one line set share it instead of making their own.
+    struct rule_pen_l {
+        bool made = false;
+        float width = 0;
+        Qt::PenStyle style = Qt::SolidLine;
+        float factor = 0;
+        QBrush brush;
+        QPen pen;
+    };
+    rule_pen_l rule_pen;
 
     // The device's area in form units. While the renderer draws a copy of the form
     // (in_form), neither the painter nor its transform changes, so the area is worked
