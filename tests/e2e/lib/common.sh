@@ -1,23 +1,20 @@
-# Helpers shared by the end-to-end scripts: a private temp dir, cleanup, a private X
-# server, the program's window, key presses and screen pixels.
-# Sourced by the scripts; they are called as: script.sh <build>/bin <source dir>.
-
+# Helpers of the end-to-end scripts, which are called as: script.sh <build>/bin <source dir>.
+# A private temp dir and X server, the program's window, keys and screen pixels.
 set -u
 
 E2E_NAME=$(basename "$0" .sh)
-E2E_BIN=${1:?usage: $0 <build>/bin <source dir>}
+E2E_BIN=$(cd "${1:?usage: $0 <build>/bin <source dir>}" && pwd) || exit 2
 E2E_SRC=${2:-}
 KORVAN=$E2E_BIN/korvan
 E2E_FAILURES=0
 E2E_PIDS=()
-
 E2E_TMP=$(mktemp -d "${TMPDIR:-/tmp}/korvan-e2e-$E2E_NAME.XXXXXX") || exit 1
+PINK=255,128,192
 
 e2e_cleanup() {
-    local pid i
+    local i
     for ((i = ${#E2E_PIDS[@]} - 1; i >= 0; i--)); do
-        pid=${E2E_PIDS[$i]}
-        kill "$pid" 2>/dev/null && wait "$pid" 2>/dev/null
+        kill "${E2E_PIDS[$i]}" 2>/dev/null && wait "${E2E_PIDS[$i]}" 2>/dev/null
     done
     rm -rf "$E2E_TMP"
 }
@@ -25,32 +22,12 @@ trap e2e_cleanup EXIT
 trap 'exit 130' INT TERM
 
 say() { printf '%s: %s\n' "$E2E_NAME" "$*"; }
-
-# A check that failed: reported, the script goes on and ends non-zero.
-fail() {
-    printf '%s: FAIL: %s\n' "$E2E_NAME" "$*" >&2
-    E2E_FAILURES=$((E2E_FAILURES + 1))
-}
-
-# Something the rest of the script cannot do without.
-die() {
-    printf '%s: FAIL: %s\n' "$E2E_NAME" "$*" >&2
-    exit 1
-}
-
-skip() {
-    printf '%s: SKIP: %s\n' "$E2E_NAME" "$*"
-    exit 0
-}
-
-finish() {
-    if ((E2E_FAILURES > 0)); then
-        printf '%s: %d check(s) failed\n' "$E2E_NAME" "$E2E_FAILURES" >&2
-        exit 1
-    fi
-    say "all checks passed"
-    exit 0
-}
+# A failed check: the script goes on and ends non-zero. die: the rest cannot go on.
+fail() { say "FAIL: $*" >&2; E2E_FAILURES=$((E2E_FAILURES + 1)); }
+die() { fail "$*"; exit 1; }
+skip() { say "SKIP: $*"; exit 0; }
+finish() { ((E2E_FAILURES == 0)) || die "$E2E_FAILURES check(s) failed"; say "all checks passed"; exit 0; }
+check() { "${@:2}" || fail "$1"; } # a description, then a command that must succeed
 
 need_tools() {
     local t
@@ -60,93 +37,82 @@ need_tools() {
     [ -x "$KORVAN" ] || die "no program at $KORVAN"
 }
 
-# Remembers a background process so that the cleanup stops it.
-track() { E2E_PIDS+=("$1"); }
+track() { E2E_PIDS+=("$1"); } # stopped by the cleanup
 
-# A private X server on a display number it picks itself; exports DISPLAY.
+# A private X server on a display number it picks itself, which the program must use
+# whatever the caller's environment says.
 start_xvfb() {
-    local fifo=$E2E_TMP/displayfd n=""
-    mkfifo "$fifo" || die "mkfifo failed"
-    Xvfb -displayfd 3 -screen 0 1024x900x24 -nolisten tcp \
-        >"$E2E_TMP/xvfb.log" 2>&1 3>"$fifo" &
+    local n=""
+    mkfifo "$E2E_TMP/displayfd" || die "mkfifo failed"
+    Xvfb -displayfd 3 -screen 0 1024x900x24 -nolisten tcp >"$E2E_TMP/xvfb.log" 2>&1 3>"$E2E_TMP/displayfd" &
     track $!
-    # The display number arrives once the server accepts connections.
-    read -r -t 20 n <"$fifo" || true
-    [ -n "$n" ] || {
-        cat "$E2E_TMP/xvfb.log" >&2
-        die "Xvfb did not start"
-    }
-    export DISPLAY=:$n
-    say "Xvfb on $DISPLAY"
-    # The program must use this server whatever the caller's environment says.
-    export QT_QPA_PLATFORM=xcb
+    read -r -t 20 n <"$E2E_TMP/displayfd" # once the server accepts connections
+    [ -n "$n" ] || die "Xvfb did not start: $(cat "$E2E_TMP/xvfb.log")"
+    export DISPLAY=:$n QT_QPA_PLATFORM=xcb XDG_RUNTIME_DIR=$E2E_TMP/runtime
     unset WAYLAND_DISPLAY
-    export XDG_RUNTIME_DIR=$E2E_TMP/runtime
     mkdir -p -m 700 "$XDG_RUNTIME_DIR"
 }
 
-# Starts the program in the background; KORVAN_PID, its output in $E2E_TMP/korvan.*.
+# Starts the program in the background: KORVAN_PID, its output in $E2E_TMP/korvan.*.
 start_korvan() {
     "$KORVAN" "$@" >"$E2E_TMP/korvan.out" 2>"$E2E_TMP/korvan.err" &
     KORVAN_PID=$!
     track "$KORVAN_PID"
 }
 
-# Waits for the program's window (title starting with KORVAN); sets WID.
-wait_window() {
+# Runs "$@" every 0.1 s until it succeeds, $T tenths of a second at most (default 100).
+poll() {
     local i
-    WID=""
-    for ((i = 0; i < 200; i++)); do
-        WID=$(xdotool search --onlyvisible --name '^KORVAN' 2>/dev/null | head -n 1)
-        [ -n "$WID" ] && return 0
-        kill -0 "$KORVAN_PID" 2>/dev/null || break
+    for ((i = 0; i < ${T:-100}; i++)); do
+        "$@" && return 0
         sleep 0.1
     done
-    cat "$E2E_TMP/korvan.err" >&2
-    die "the program's window did not appear"
-}
-
-# Waits up to $2 seconds (default 10) for the program to end; sets KORVAN_STATUS.
-wait_exit() {
-    local limit=${1:-10} i
-    for ((i = 0; i < limit * 10; i++)); do
-        if ! kill -0 "$KORVAN_PID" 2>/dev/null; then
-            wait "$KORVAN_PID"
-            KORVAN_STATUS=$?
-            return 0
-        fi
-        sleep 0.1
-    done
-    KORVAN_STATUS=timeout
     return 1
 }
 
-# Presses keys in the window (it gets the input focus first).
-press() {
+# Waits for a visible window whose name matches $1 (default: the program's); sets WID.
+wait_window() {
+    local name=${1:-^KORVAN}
+    T=300 poll eval 'WID=$(xdotool search --onlyvisible --name "$name" 2>/dev/null | head -n 1); [ -n "$WID" ]' ||
+        ! cat "$E2E_TMP/korvan.err" >&2
+}
+
+# The program must end with status 0 within $2 seconds (default 10).
+check_exit() {
+    local status
+    T=$((${2:-10} * 10)) poll eval '! kill -0 "$KORVAN_PID" 2>/dev/null' || {
+        fail "$1: the program did not end"
+        return
+    }
+    wait "$KORVAN_PID"
+    status=$?
+    [ "$status" = 0 ] || fail "$1: exit status $status, expected 0"
+}
+
+press() { # keys into the window, which gets the input focus first
     timeout 10 xdotool windowfocus --sync "$WID" 2>/dev/null || xdotool windowfocus "$WID"
     xdotool key --delay 50 "$@"
 }
 
-# Screenshot of the window into $E2E_TMP/shot.png.
-shot() {
-    import -window "$WID" "png:$E2E_TMP/shot.png" 2>/dev/null
-}
-
-# Prints "r,g,b" for each "x,y" argument, one line each, from the last screenshot.
-pixels() {
-    local fmt="" p x y
+# Takes screenshots of the window until the pixels at the "x,y" arguments are as $1
+# says, 10 s at most: "r,g,b" or "dark" each, blank-separated. P holds the last ones.
+wait_pixels() {
+    local -a want=($1)
+    local p fmt="" i k ok r g b
+    shift
     for p in "$@"; do
-        x=${p%,*}
-        y=${p#*,}
-        fmt+="%[fx:int(255*p{$x,$y}.r+0.5)],%[fx:int(255*p{$x,$y}.g+0.5)],"
-        fmt+="%[fx:int(255*p{$x,$y}.b+0.5)]\n"
+        fmt+="%[fx:int(255*p{$p}.r+0.5)],%[fx:int(255*p{$p}.g+0.5)],%[fx:int(255*p{$p}.b+0.5)] "
     done
-    convert "$E2E_TMP/shot.png" -format "$fmt" info:
-}
-
-# True when the pixel is dark (a drawn line or character) on the grey background.
-is_dark() {
-    local r g b
-    IFS=, read -r r g b <<<"$1"
-    ((r + g + b < 3 * 160))
+    for ((i = 0; i < 50; i++)); do
+        import -window "$WID" "png:$E2E_TMP/shot.png" 2>/dev/null
+        read -r -a P < <(convert "$E2E_TMP/shot.png" -format "$fmt\n" info: 2>/dev/null)
+        ok=$((${#P[@]} == ${#want[@]}))
+        for ((k = 0; ok && k < ${#want[@]}; k++)); do
+            IFS=, read -r r g b <<<"${P[$k]}"
+            [ "${want[$k]}" = dark ] && ((r + g + b < 480)) || [ "${P[$k]}" = "${want[$k]}" ] || ok=0
+        done
+        ((ok)) && return 0
+        sleep 0.2
+    done
+    return 1
 }
