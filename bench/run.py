@@ -172,6 +172,10 @@ def main(argv):
         ("ratio korvan / floor", "%.3f" % ratio, ">= 0.85", mark(ratio >= 0.85)),
         ("  runs (s) korvan", " ".join("%.2f" % r.wall for r in prog), "", ""),
         ("  runs (s) floor", " ".join("%.2f" % r.wall for r in flo), "", ""),
+        # CPU time depends less on what else the machine is doing.
+        ("  ratio on CPU time (user + system)",
+         "%.3f (%.2f s / %.2f s)" % (med(flo, "cpu") / med(prog, "cpu"), med(prog, "cpu"),
+                                     med(flo, "cpu")), "", ""),
         ("  floor draws the same page 1 (pixels)", "yes" if same_page else "NO", "", ""),
         ("  pages in the PDFs (korvan, floor)", "%s, %s" % (pages_k, pages_f), "5000",
          mark(pages_k == 5000 and pages_f == 5000)),
