@@ -172,10 +172,17 @@ private slots:
             QImage image(100, 100, QImage::Format_RGB32);
             QPainter painter(&image);
             f->painter = &painter;
+            // Each page keeps the values it took until the next page starts.
             int printed = 1;
-            QCOMPARE(f->print_run_b([&] { return ++printed > 0; }), !*error);
+            QStringList values;
+            QCOMPARE(f->print_run_b([&] {
+                values << f->page_values;
+                return ++printed > 0;
+            }),
+                     !*error);
+            values << f->page_values;
             QCOMPARE(printed, pages);
-            QCOMPARE(f->page_values.join('|'), QString(taken));
+            QCOMPARE(values.join('|'), QString(taken));
             QCOMPARE(f->error_list.mid(1), *error ? QStringList{error} : QStringList());
         }
     }
