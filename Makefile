@@ -53,14 +53,21 @@ check-asan: deps
 		'leak:libcups.so' >$(ASAN_BUILD)/lsan.supp
 	cd $(ASAN_BUILD) && $(ASAN_ENV) QT_QPA_PLATFORM=offscreen ctest --output-on-failure -j$(JOBS)
 
-# Benchmarks, in their own Release build: pages per second of the invoice form, and
-# positioning deep into a 1 GB data file (time and peak memory).
+# Benchmarks, in their own Release build: the micro-benchmarks of the hot paths, pages
+# per second of the invoice form into images, then bench/run.py: the invoice benchmark
+# to PDF against the floor (a plain Qt program drawing the same pages), peak memory,
+# start-up, layout check, positioning deep into a 1 GB data file and the preview's
+# redraw time, in one table. BENCH_ARGS passes options to run.py (--runs N, --skip-50k).
 BENCH_BUILD ?= build-bench
-bench: deps
+BENCH_ARGS ?=
+BENCH_TARGETS = korvan korvan-batch floor_pdf bench_micro bench_render bench_positioning bench_redraw
+bench:
+	@scripts/install-deps.sh --bench
 	@cmake -S . -B $(BENCH_BUILD) -DKORVAN_BENCH=ON -DCMAKE_BUILD_TYPE=Release >/dev/null
-	@cmake --build $(BENCH_BUILD) -j$(JOBS) --target bench_render bench_positioning
+	@cmake --build $(BENCH_BUILD) -j$(JOBS) --target $(BENCH_TARGETS)
+	QT_QPA_PLATFORM=offscreen $(BENCH_BUILD)/bin/bench_micro
 	QT_QPA_PLATFORM=offscreen $(BENCH_BUILD)/bin/bench_render
-	QT_QPA_PLATFORM=offscreen $(BENCH_BUILD)/bin/bench_positioning
+	python3 bench/run.py $(BENCH_BUILD) $(BENCH_ARGS)
 
 # Fuzzing (clang and libFuzzer): `make fuzz` builds every harness of fuzz/ (one per
 # input: layout, data, edit, barcode, numbers, text) into $(FUZZ_BUILD);

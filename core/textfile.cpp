@@ -2,6 +2,13 @@
 
 #include <QFileInfo>
 #include <cstring>
+#include <vector>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+#if defined(__GNUC__) && defined(__x86_64__)
+#include <immintrin.h>
+#endif
 
 QString qx_z_l::encode_s(const QString& name) {
     const QString u = name.toUpper();
@@ -134,6 +141,14 @@ bool qx_line_buffer_l::ends_with_cr(const char* begin, qsizetype len) const {
 }
 
 int qx_line_buffer_l::next(QByteArray* out) {
+    const char* data = nullptr;
+    qsizetype size = 0;
+    const int r = next_view(&data, &size);
+    if (r == 0) *out = QByteArray(data, size);
+    return r;
+}
+
+int qx_line_buffer_l::next_view(const char** data, qsizetype* size) {
     constexpr qsizetype block = 1 << 16;
     qsizetype scan_from = pos_;
     for (;;) {
@@ -150,7 +165,8 @@ int qx_line_buffer_l::next(QByteArray* out) {
             qsizetype len = nl - (begin - buffer_.constData());
             if (ends_with_cr(begin, len)) len -= unit_;
             if (len > max_line) return 3;
-            *out = QByteArray(begin, len);
+            *data = begin;
+            *size = len;
             return 0;
         }
         if (eof_) {
@@ -165,7 +181,8 @@ int qx_line_buffer_l::next(QByteArray* out) {
             const qsizetype start = pos_;
             pos_ = buffer_.size();
             if (len > max_line) return 3;
-            *out = QByteArray(buffer_.constData() + start, len);
+            *data = buffer_.constData() + start;
+            *size = len;
             return 0;
         }
         // Keep the unread part, or in an overlong line only a trailing partial unit,
@@ -248,6 +265,34 @@ int qx_read_l::read_raw() {
         return 2;
     }
     if (utf16_decoder_.isValid()) raw_line = utf16_to_utf8(&utf16_decoder_, raw_line);
+    return 0;
+}
+
+int qx_read_l::skip_raw(qint64* tabs) {
+    *tabs = 0;
+    // A UTF-16 line is counted once it is UTF-8, as read_raw hands it out.
+    if (utf16_decoder_.isValid() || !file || !stream) {
+        const int r = read_raw();
+        if (r == 0) *tabs = raw_line.count('\t');
+        return r;
+    }
+    const char* data = nullptr;
+    qsizetype size = 0;
+    const int r = stream->next_view(&data, &size);
+    line.clear();
+    raw_line.clear();
+    if (r != 0) {
+        if (r == 1) return 1;
+        ctx->message = (r == 3 ? QStringLiteral("line too long(") : QStringLiteral("read error(")) +
+                       file_name + QStringLiteral(")");
+        return 2;
+    }
+    const char* end = data + size;
+    while ((data = static_cast<const char*>(std::memchr(data, '\t', size_t(end - data)))) !=
+           nullptr) {
+        ++*tabs;
+        ++data;
+    }
     return 0;
 }
 
@@ -345,6 +390,185 @@ int utf8_sequence(const unsigned char* p, qsizetype n) {
     return len;
 }
 
+// The end of the well-formed UTF-8 that starts p (n bytes), one sequence at a time:
+// n when all of it is, the start of a sequence that the end cuts short, or -1 at the
+// first byte sequence that is no UTF-8.
+qsizetype utf8_prefix_bytes(const unsigned char* p, qsizetype n) {
+    qsizetype i = 0;
+    while (i < n) {
+        if (p[i] < 0x80) {
+            ++i;
+            continue;
+        }
+        const int len = utf8_sequence(p + i, n - i);
+        if (len == 0) return -1;
+        if (len < 0) return i;
+        i += len;
+    }
+    return i;
+}
+
+#if defined(__SSE2__)
+// The same test on whole 16-byte chunks, with the bytes classified side by side:
+// every continuation byte must be one that a lead byte 1, 2 or 3 places before asks
+// for and the other way round; C0, C1 and F5 to FF never appear; and the second byte
+// after E0, ED, F0 and F4 keeps out of the overlong forms, the surrogates and what lies
+// above U+10FFFF. Returns the end of the last chunk that ended between two sequences
+// (0 when none did), or -1 at a byte sequence that is no UTF-8. Mixed Japanese and
+// ASCII text makes a byte-by-byte test mispredict at every change of script, which
+// made it the slowest part of starting deep into a large file.
+qsizetype utf8_prefix_chunks(const unsigned char* p, qsizetype n) {
+    // Bytes are compared as signed after flipping the top bit, so that the order of
+    // the unsigned values is kept.
+    const __m128i flip = _mm_set1_epi8(char(0x80));
+    const auto at_least = [](__m128i v, int lo) {
+        return _mm_cmpgt_epi8(v, _mm_set1_epi8(char((lo ^ 0x80) - 1)));
+    };
+    const auto at_most = [](__m128i v, int hi) {
+        return _mm_cmplt_epi8(v, _mm_set1_epi8(char((hi ^ 0x80) + 1)));
+    };
+    const auto mask = [](__m128i m) { return quint32(_mm_movemask_epi8(m)); };
+    const auto within = [&](__m128i v, int lo, int hi) {
+        return mask(_mm_and_si128(at_least(v, lo), at_most(v, hi)));
+    };
+    const auto equal = [&](__m128i x, int c) {
+        return mask(_mm_cmpeq_epi8(x, _mm_set1_epi8(char(c))));
+    };
+    const auto top_bits = [&](__m128i x, int bits, int value) {
+        return mask(_mm_cmpeq_epi8(_mm_and_si128(x, _mm_set1_epi8(char(bits))),
+                                   _mm_set1_epi8(char(value))));
+    };
+    quint32 want_cont = 0, want_a0 = 0, deny_a0 = 0, want_90 = 0, deny_90 = 0;
+    qsizetype boundary = 0;
+    for (qsizetype i = 0; i + 16 <= n; i += 16) {
+        const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
+        const quint32 high = mask(x); // the bytes from 0x80 up
+        if (high == 0 && want_cont == 0) {
+            boundary = i + 16; // ASCII only
+            continue;
+        }
+        const __m128i v = _mm_xor_si128(x, flip);
+        const quint32 cont = top_bits(x, 0xC0, 0x80);
+        const quint32 lead2 = within(v, 0xC2, 0xDF);
+        const quint32 lead3 = top_bits(x, 0xF0, 0xE0);
+        const quint32 lead4 = within(v, 0xF0, 0xF4);
+        // C0, C1 and F5 to FF: high bytes of no class.
+        const quint32 bad = high & ~(cont | lead2 | lead3 | lead4);
+        want_cont |= ((lead2 | lead3 | lead4) << 1) | ((lead3 | lead4) << 2) | (lead4 << 3);
+        if ((want_cont & 0xFFFF) != cont || bad != 0) return -1;
+        // The leads whose second byte has a narrower range; Japanese text has none.
+        const quint32 special =
+            mask(_mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(char(0xE0))),
+                                           _mm_cmpeq_epi8(x, _mm_set1_epi8(char(0xED)))),
+                              _mm_or_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(char(0xF0))),
+                                           _mm_cmpeq_epi8(x, _mm_set1_epi8(char(0xF4))))));
+        if ((special | want_a0 | deny_a0 | want_90 | deny_90) != 0) {
+            want_a0 |= equal(x, 0xE0) << 1;
+            deny_a0 |= equal(x, 0xED) << 1;
+            want_90 |= equal(x, 0xF0) << 1;
+            deny_90 |= equal(x, 0xF4) << 1;
+            const quint32 a0 = within(v, 0xA0, 0xBF);
+            const quint32 n90 = within(v, 0x90, 0xBF);
+            if ((want_a0 & 0xFFFF & ~a0) != 0 || (deny_a0 & a0) != 0 ||
+                (want_90 & 0xFFFF & ~n90) != 0 || (deny_90 & n90) != 0)
+                return -1;
+            want_a0 >>= 16;
+            deny_a0 >>= 16;
+            want_90 >>= 16;
+            deny_90 >>= 16;
+        }
+        want_cont >>= 16;
+        if (want_cont == 0) boundary = i + 16;
+    }
+    return boundary;
+}
+#endif
+
+#if defined(__GNUC__) && defined(__x86_64__)
+// utf8_prefix_chunks on 32-byte chunks, for processors with AVX2: the same steps, as
+// wide again. The AVX2 instructions cannot go through the helpers above, which are
+// built for the base instruction set, so the steps are written out here.
+__attribute__((target("avx2"))) qsizetype utf8_prefix_chunks_avx2(const unsigned char* p,
+                                                                  qsizetype n) {
+#define KORVAN_SET(c) _mm256_set1_epi8(char(c))
+#define KORVAN_MASK(m) quint64(quint32(_mm256_movemask_epi8(m)))
+// Bytes from lo to hi, in the flipped (signed) order.
+#define KORVAN_WITHIN(v, lo, hi)                                                                   \
+    KORVAN_MASK(_mm256_and_si256(_mm256_cmpgt_epi8(v, KORVAN_SET(((lo) ^ 0x80) - 1)),              \
+                                 _mm256_cmpgt_epi8(KORVAN_SET(((hi) ^ 0x80) + 1), v)))
+#define KORVAN_EQUAL(x, c) KORVAN_MASK(_mm256_cmpeq_epi8(x, KORVAN_SET(c)))
+#define KORVAN_TOP(x, bits, value)                                                                 \
+    KORVAN_MASK(_mm256_cmpeq_epi8(_mm256_and_si256(x, KORVAN_SET(bits)), KORVAN_SET(value)))
+    constexpr quint64 all = 0xFFFFFFFFull;
+    quint64 want_cont = 0, want_a0 = 0, deny_a0 = 0, want_90 = 0, deny_90 = 0;
+    qsizetype boundary = 0;
+    for (qsizetype i = 0; i + 32 <= n; i += 32) {
+        const __m256i x = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + i));
+        const quint64 high = KORVAN_MASK(x);
+        if (high == 0 && want_cont == 0) {
+            boundary = i + 32;
+            continue;
+        }
+        const __m256i v = _mm256_xor_si256(x, KORVAN_SET(0x80));
+        const quint64 cont = KORVAN_TOP(x, 0xC0, 0x80);
+        const quint64 lead2 = KORVAN_WITHIN(v, 0xC2, 0xDF);
+        const quint64 lead3 = KORVAN_TOP(x, 0xF0, 0xE0);
+        const quint64 lead4 = KORVAN_WITHIN(v, 0xF0, 0xF4);
+        const quint64 bad = high & ~(cont | lead2 | lead3 | lead4);
+        want_cont |= ((lead2 | lead3 | lead4) << 1) | ((lead3 | lead4) << 2) | (lead4 << 3);
+        if ((want_cont & all) != cont || bad != 0) return -1;
+        const quint64 special =
+            KORVAN_MASK(_mm256_or_si256(_mm256_or_si256(_mm256_cmpeq_epi8(x, KORVAN_SET(0xE0)),
+                                                        _mm256_cmpeq_epi8(x, KORVAN_SET(0xED))),
+                                        _mm256_or_si256(_mm256_cmpeq_epi8(x, KORVAN_SET(0xF0)),
+                                                        _mm256_cmpeq_epi8(x, KORVAN_SET(0xF4)))));
+        if ((special | want_a0 | deny_a0 | want_90 | deny_90) != 0) {
+            want_a0 |= KORVAN_EQUAL(x, 0xE0) << 1;
+            deny_a0 |= KORVAN_EQUAL(x, 0xED) << 1;
+            want_90 |= KORVAN_EQUAL(x, 0xF0) << 1;
+            deny_90 |= KORVAN_EQUAL(x, 0xF4) << 1;
+            const quint64 a0 = KORVAN_WITHIN(v, 0xA0, 0xBF);
+            const quint64 n90 = KORVAN_WITHIN(v, 0x90, 0xBF);
+            if ((want_a0 & all & ~a0) != 0 || (deny_a0 & a0) != 0 || (want_90 & all & ~n90) != 0 ||
+                (deny_90 & n90) != 0)
+                return -1;
+            want_a0 >>= 32;
+            deny_a0 >>= 32;
+            want_90 >>= 32;
+            deny_90 >>= 32;
+        }
+        want_cont >>= 32;
+        if (want_cont == 0) boundary = i + 32;
+    }
+    return boundary;
+#undef KORVAN_SET
+#undef KORVAN_MASK
+#undef KORVAN_WITHIN
+#undef KORVAN_EQUAL
+#undef KORVAN_TOP
+}
+#endif
+
+// The end of the well-formed UTF-8 that starts p (n bytes): n when all of it is, the
+// start of a sequence that the end cuts short, or -1 at the first byte sequence that
+// is no UTF-8.
+qsizetype utf8_prefix(const unsigned char* p, qsizetype n) {
+    qsizetype checked = 0;
+#if defined(__GNUC__) && defined(__x86_64__)
+    static const bool avx2 = __builtin_cpu_supports("avx2");
+    if (avx2) {
+        checked = utf8_prefix_chunks_avx2(p, n);
+        if (checked < 0) return -1;
+    }
+#endif
+#if defined(__SSE2__)
+    if (checked == 0) checked = utf8_prefix_chunks(p, n);
+    if (checked < 0) return -1;
+#endif
+    const qsizetype rest = utf8_prefix_bytes(p + checked, n - checked);
+    return rest < 0 ? -1 : checked + rest;
+}
+
 } // namespace
 
 QString qx_z_l::file_encoding_s(const QString& path) {
@@ -355,34 +579,27 @@ QString qx_z_l::file_encoding_s(const QString& path) {
     if (!QFileInfo(path).isFile()) return utf8;
     const QString sjis = QStringLiteral("Shift-JIS");
     QFile f(path);
-    if (!f.open(QIODevice::ReadOnly)) return utf8;
+    if (!f.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) return utf8;
     // The whole file is looked at, a block at a time and in constant memory, so that a
     // Shift-JIS character is found however far into the file the first one is. The
     // first byte sequence that is no UTF-8 decides for Shift-JIS.
-    constexpr qint64 block = 1 << 16;
-    QByteArray buf; // a sequence cut by the end of the last block, then the next block
+    constexpr qsizetype block = qsizetype(1) << 16;
+    // A sequence cut by the end of the last block (at most 3 bytes), then the next
+    // block read behind it.
+    std::vector<unsigned char> buf(size_t(block) + 4);
+    qsizetype carried = 0;
     bool first_block = true;
     for (;;) {
-        const QByteArray more = f.read(block);
-        if (more.isEmpty()) return buf.isEmpty() ? utf8 : sjis; // cut at the end: no UTF-8
-        buf += more;
+        const qint64 got = f.read(reinterpret_cast<char*>(buf.data()) + carried, block);
+        if (got <= 0) return carried == 0 ? utf8 : sjis; // cut at the end: no UTF-8
+        const qsizetype n = carried + got;
         if (first_block) {
             first_block = false;
-            if (buf.startsWith("\xEF\xBB\xBF")) return utf8;
+            if (n >= 3 && std::memcmp(buf.data(), "\xEF\xBB\xBF", 3) == 0) return utf8;
         }
-        const auto* p = reinterpret_cast<const unsigned char*>(buf.constData());
-        const qsizetype n = buf.size();
-        qsizetype i = 0;
-        while (i < n) {
-            if (p[i] < 0x80) {
-                ++i;
-                continue;
-            }
-            const int len = utf8_sequence(p + i, n - i);
-            if (len == 0) return sjis;
-            if (len < 0) break; // the rest comes with the next block
-            i += len;
-        }
-        buf.remove(0, i);
+        const qsizetype end = utf8_prefix(buf.data(), n);
+        if (end < 0) return sjis;
+        carried = n - end;
+        std::memmove(buf.data(), buf.data() + end, size_t(carried));
     }
 }

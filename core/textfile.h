@@ -38,6 +38,9 @@ public:
     // ended), 3 the line is longer than max_line: it is reported as soon as it passes
     // the limit, and the next call goes on after it.
     int next(QByteArray* out);
+    // As next(), but the line is left in the buffer: *data and *size show it until the
+    // next call.
+    int next_view(const char** data, qsizetype* size);
 
 private:
     QFile* file_;
@@ -69,6 +72,10 @@ public:
     // where only the TABs of a line matter. The bytes are in an ASCII-compatible
     // encoding (UTF-16 files are handed out as UTF-8), so a TAB is the byte 0x09.
     int read_raw();
+    // As read_raw(), but only counts the TABs of the line into *tabs, without handing
+    // the line out: skipping pages needs nothing else of a line, and a page deep into
+    // a large file is reached without copying every line before it.
+    int skip_raw(qint64* tabs);
     void read_close_v();
     bool is_open() const { return bool(file); }
     // The encoding the lines are decoded from: the canonical name given to open_b, or

@@ -54,6 +54,9 @@ void form_l::print_v(const new_page_fn& new_page) {
         page_end_error_v(this);
         return;
     }
+    // A print run never draws a page twice, so it keeps only the values of the page
+    // being printed, not those of every page before it.
+    if (mode == MODE_PRINT) page_values.clear();
     if (!display_print_b(0, 0, 1.0f)) {
         error_flag = 1;
         last_page_reached = 1;

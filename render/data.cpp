@@ -9,23 +9,9 @@
 #include "core/textfile.h"
 #include "layout/form.h"
 
-#include <cstring>
-
 namespace {
 
 const QChar tab = QLatin1Char('\t');
-
-// Number of values of an undecoded line: one more than its TABs.
-qsizetype raw_value_count(const QByteArray& line) {
-    qsizetype n = 1;
-    const char* p = line.constData();
-    const char* end = p + line.size();
-    while ((p = static_cast<const char*>(std::memchr(p, '\t', size_t(end - p)))) != nullptr) {
-        ++n;
-        ++p;
-    }
-    return n;
-}
 
 // The values of a line as the renderer takes them, but never more than `keep` of them
 // and one more, which holds the rest of the line unsplit. A page takes no value beyond
@@ -106,7 +92,8 @@ int form_l::read_data_b(int start) {
                 }
                 return 1;
             }
-            const int r = data_reader->read_raw();
+            qint64 tabs = 0;
+            const int r = data_reader->skip_raw(&tabs);
             if (r == 1) {
                 last_page_reached = 1;
                 ctx->message = QStringLiteral("Data Count Error");
@@ -118,7 +105,7 @@ int form_l::read_data_b(int start) {
                 return 0;
             }
             data_records_read += 1;
-            count += raw_value_count(data_reader->raw_line);
+            count += tabs + 1; // values of the line
         } while (count < values_per_form);
 
         if (count != values_per_form) {

@@ -38,29 +38,29 @@ QString widen(const qx_z_l* ctx, const QString& v, int n) {
 
 QString form_l::edit_s(qx_z_l* ctx, const QString& value, const QString& code, int n,
                        bool test_data) {
+    // Every code is one character; any longer text is no code.
+    const char16_t c = code.size() == 1 ? code.at(0).unicode() : u'\0';
     QString v = value;
-    const bool numeric = code == QLatin1String("+") || code == QLatin1String("-") ||
-                         code == QLatin1String(".") || code == QLatin1String("E");
+    const bool numeric = c == u'+' || c == u'-' || c == u'.' || c == u'E';
     if (numeric && n > 0) {
         if (test_data) v = widen(ctx, v, n - n / 4);
-        const QString sign =
-            (code == QLatin1String("E") && !v.isEmpty()) ? QStringLiteral("\\") : QString();
-        v = ctx->pad_start_s(sign + ctx->comma_s(v), n);
-    } else if (code == QLatin1String("R") || code == QLatin1String("Z")) {
+        QString edited = ctx->comma_s(v);
+        if (c == u'E' && !v.isEmpty()) edited.prepend(QLatin1Char('\\'));
+        v = ctx->pad_start_s(edited, n);
+    } else if (c == u'R' || c == u'Z') {
         if (n != 0) v = ctx->pad_start_s(v, n);
-    } else if (code == QLatin1String("D") || code == QLatin1String("Y")) {
+    } else if (c == u'D' || c == u'Y') {
         if (test_data) v = widen(ctx, v, 8);
         if (v.size() == 8) {
             const QString year = v.left(4), month = v.mid(4, 2), day = v.mid(6, 2);
             const QChar dash = QLatin1Char('-');
-            v = code == QLatin1String("D") ? year + dash + month + dash + day
-                                           : day + dash + month + dash + year;
+            v = c == u'D' ? year + dash + month + dash + day : day + dash + month + dash + year;
         }
     } else {
         // Any other code, and a numeric code without a char count.
         if (test_data) v = widen(ctx, v, n);
     }
-    if (code == QLatin1String("Z") || code == QLatin1String(".")) v = drop_zero_fraction(v);
+    if (c == u'Z' || c == u'.') v = drop_zero_fraction(v);
     return v;
 }
 

@@ -3,6 +3,7 @@
 // where data items are bound to values: the next value of the data file, a digit in
 // test-data mode, or the value remembered from an earlier drawing of the same page.
 #include "layout/form.h"
+#include "render/text_cache.h"
 
 namespace {
 
@@ -22,6 +23,45 @@ Qt::PenStyle pen_style(const QString& kind) {
     return Qt::SolidLine;
 }
 
+// Whether the keyword's first four characters, upper-cased, are "DATA" or "TEXT": a
+// text item. A keyword of ASCII, as layouts write them, is looked at in place.
+bool is_text_keyword(const qx_z_l* ctx, const QString& kw) {
+    if (kw.size() >= 4) {
+        char16_t up[4];
+        bool ascii = true;
+        for (int i = 0; i < 4 && ascii; ++i) {
+            const char16_t c = kw.at(i).unicode();
+            ascii = c < 0x80;
+            up[i] = (c >= u'a' && c <= u'z') ? char16_t(c - u'a' + u'A') : c;
+        }
+        if (ascii) {
+            const QStringView head(up, 4);
+            return head == u"DATA" || head == u"TEXT";
+        }
+    }
+    const QString kind = ctx->upper_s(kw.left(4));
+    return kind == QLatin1String("DATA") || kind == QLatin1String("TEXT");
+}
+
+// Marks the drawing of one copy of the form for the text cache, which may then keep
+// what it works out from the painter until the copy is drawn.
+class form_scope_l {
+public:
+    explicit form_scope_l(form_l* form) : cache_(form_l::text_cache_l::of(form)) {
+        cache_.in_form = true;
+        cache_.view_known = false;
+    }
+    ~form_scope_l() {
+        cache_.in_form = false;
+        cache_.view_known = false;
+    }
+    form_scope_l(const form_scope_l&) = delete;
+    form_scope_l& operator=(const form_scope_l&) = delete;
+
+private:
+    form_l::text_cache_l& cache_;
+};
+
 } // namespace
 
 // A page number is never printed by "?_PAGE?": the marker prints as nothing on every
@@ -33,18 +73,26 @@ QString form_l::change_s(const QString& text) {
     return text;
 }
 
-int form_l::print_sub_b(int copy, float x_off, float y_off, float scale) {
-    // A page drawn afresh remembers its own values only (for drawing it again): a print
-    // run of a million pages holds one page's values, not all of them.
-    if (copy == 0 && replay_index == -1) page_values.clear();
-
+int form_l::print_sub_b(int, float x_off, float y_off, float scale) {
+    const form_scope_l scope(this);
+    text_cache_l::rule_pen_l& rule = text_cache_l::of(this).rule_pen;
     // Ruled items.
     for (qx_print_l* item : std::as_const(line_items)) {
         current_item = item;
         float width = ctx->at_f(&line_widths, item->style) * scale;
         if (width == 0) width = 0.1f; // a zero-width line set still draws a hairline
-        current_pen = new_pen_nn(width);
-        current_pen.setStyle(pen_style(ctx->at_s(&line_kinds, item->style)));
+        const Qt::PenStyle style = pen_style(ctx->at_s(&line_kinds, item->style));
+        if (!rule.made || rule.width != width || rule.style != style || rule.factor != pen_factor ||
+            !(rule.brush == pen_brush)) {
+            rule.made = true;
+            rule.width = width;
+            rule.style = style;
+            rule.factor = pen_factor;
+            rule.brush = pen_brush;
+            rule.pen = new_pen_nn(width);
+            rule.pen.setStyle(style);
+        }
+        current_pen = rule.pen;
 
         line_x1 = (item->num1 + x_off) * scale;
         line_x2 = (item->num3 + x_off) * scale;
@@ -107,8 +155,7 @@ int form_l::print_sub_b(int copy, float x_off, float y_off, float scale) {
         }
 
         const QString& kw = item->keyword;
-        const QString kind = ctx->upper_s(kw.left(4));
-        if (kind != QLatin1String("DATA") && kind != QLatin1String("TEXT")) {
+        if (!is_text_keyword(ctx, kw)) {
             if (kw == kw_code39) {
                 if (!code39_b(x_off, y_off, scale, value)) return 0;
             } else if (kw == kw_jan) {
@@ -144,12 +191,13 @@ int form_l::print_sub_b(int copy, float x_off, float y_off, float scale) {
         value = edit_s(ctx, value, item->edit, item->count, mode == MODE_TEST_DATA);
         QString family = ctx->at_s(&char_fonts, item->style);
         if (family.isEmpty()) family = default_font;
-        current_font = new_font_n(family, size * scale, ctx->at_s(&char_attrs, item->style));
+        current_font = text_cache_l::of(this).style_font(this, family, size * scale,
+                                                         ctx->at_s(&char_attrs, item->style));
         if (item->count > 0) value = ctx->pad_end_s(value, item->count);
 
         // "_FIX" as the 5th to 8th characters: the characters are spread evenly up to
         // the spacing, which is the end position of the field.
-        fix_flag = (kw.size() >= 8 && kw.mid(4, 4) == QLatin1String("_FIX")) ? 1 : 0;
+        fix_flag = (kw.size() >= 8 && QStringView(kw).mid(4, 4) == u"_FIX") ? 1 : 0;
         if (fix_flag == 1) fix_count = item->count != 0 ? item->count : length_count(value);
 
         // The layout gives the top of the characters; drawing wants the baseline.

@@ -9,22 +9,18 @@
 // Characters are never rotated: vertical text stacks upright characters.
 #include "layout/form.h"
 #include "render/device.h"
+#include "render/text_cache.h"
 
-#include <QGlyphRun>
 #include <QPainter>
-#include <QRawFont>
-
-struct form_l::text_cache_l {
-    QFont key;    // a font of new_font_n
-    QFont device; // the same font, its point size as pixel size
-    QRawFont raw; // the first font the painter looks in for a glyph
-    bool made = false;
-};
+#include <algorithm>
 
 namespace {
 
 // Largest point size handed to a font; no sheet is anywhere near this tall.
 constexpr float max_points = 100000.0f;
+
+// Fonts kept by the text cache.
+constexpr size_t max_cached_fonts = 16;
 
 bool is_wide_kind(int kind) {
     return kind == qx_z_l::KIND_WIDE || kind == qx_z_l::KIND_HIGH_SURROGATE;
@@ -34,28 +30,39 @@ bool is_surrogate_kind(int kind) {
     return kind == qx_z_l::KIND_HIGH_SURROGATE || kind == qx_z_l::KIND_LOW_SURROGATE;
 }
 
-// Draws the units of one text item. The painter's font and pen are set once for the
-// item. A unit that the font has one glyph for is collected into a glyph run and drawn
-// with the others in one call; anything else (a character the font lacks and the
-// painter must find elsewhere, a broken surrogate pair) is drawn as text, after the
-// glyphs collected before it, so that the drawing order is kept. Units that land far
-// outside the device are skipped: a field may hold a megabyte of text.
+// Draws the units of one text item. The painter's pen is set once for the item. A unit
+// that the font has one glyph for is collected into a glyph run and drawn with the
+// others in one call; anything else (a character the font lacks and the painter must
+// find elsewhere, a broken surrogate pair) is drawn as text in the painter's font,
+// after the glyphs collected before it, so that the drawing order is kept. Units that
+// land far outside the device are skipped: a field may hold a megabyte of text.
 class unit_painter_l {
 public:
     unit_painter_l(form_l* form, const QFont& font) : form_(form) {
         QPainter* p = form->painter;
         if (!p || !p->isActive()) return;
         painter_ = p;
-        p->setFont(form->painter_font_n(font));
-        p->setPen(QPen(QColor(0, 0, 0)));
-        raw_ = form->text_cache->raw;
-        const QPaintDevice* device = p->device();
-        const QTransform t = p->combinedTransform();
-        if (device && t.isInvertible()) {
+        cache_ = &form_l::text_cache_l::of(form);
+        font_ = &cache_->font(font);
+        p->setPen(cache_->text_pen);
+        if (!cache_->in_form || !cache_->view_known) {
+            const QPaintDevice* device = p->device();
+            const QTransform t = p->combinedTransform();
+            cache_->view_valid = device && t.isInvertible();
+            if (cache_->view_valid)
+                cache_->view =
+                    t.inverted().mapRect(QRectF(0, 0, device->width(), device->height()));
+            cache_->view_known = cache_->in_form;
+        }
+        if (cache_->view_valid) {
             const double margin = 4.0 * font.pointSize() + 16.0;
-            visible_ = t.inverted()
-                           .mapRect(QRectF(0, 0, device->width(), device->height()))
-                           .adjusted(-margin, -margin, margin, margin);
+            const QRectF visible = cache_->view.adjusted(-margin, -margin, margin, margin);
+            // QRectF::contains, worked out once: edges included, nothing in a null rect.
+            left_ = qMin(visible.left(), visible.right());
+            right_ = qMax(visible.left(), visible.right());
+            top_ = qMin(visible.top(), visible.bottom());
+            bottom_ = qMax(visible.top(), visible.bottom());
+            nothing_visible_ = left_ == right_ || top_ == bottom_;
             culling_ = true;
         }
     }
@@ -69,46 +76,93 @@ public:
         if (length == 1 && *chars == QLatin1Char(' ')) return;
         const int px = device_unit(double(x * form_->points_per_mm + form_->x_geta_f()));
         const int py = device_unit(double(y * form_->points_per_mm + form_->y_geta_f()));
-        if (culling_ && !visible_.contains(QPointF(px, py))) return;
-        quint32 glyph[2] = {0, 0};
-        int glyph_count = 2;
-        if (raw_.isValid() && raw_.glyphIndexesForChars(chars, int(length), glyph, &glyph_count) &&
-            glyph_count == 1 && glyph[0] != 0) {
-            glyphs_.append(glyph[0]);
-            positions_.append(QPointF(px, py));
+        if (culling_ &&
+            (nothing_visible_ || px < left_ || px > right_ || py < top_ || py > bottom_))
+            return;
+        const quint32 glyph =
+            length == 1 ? font_->glyph(*chars) : font_->look_up(chars, int(length));
+        if (glyph != form_l::text_cache_l::glyph_none) {
+            cache_->run_glyphs.push_back(glyph);
+            cache_->run_positions.emplace_back(px, py);
             // A run is drawn every few thousand glyphs: a spread field of a 15 MB value
             // puts every character on the sheet, and collecting them all first took
             // 700 MB.
-            if (glyphs_.size() >= max_run) flush();
+            if (qsizetype(cache_->run_glyphs.size()) >= max_run) flush();
             return;
         }
         flush();
+        painter_->setFont(font_->device);
         painter_->drawText(QPoint(px, py), QString::fromRawData(chars, length));
     }
 
 private:
     void flush() {
-        if (glyphs_.isEmpty()) return;
-        QGlyphRun run;
-        run.setRawFont(raw_);
-        run.setGlyphIndexes(glyphs_);
-        run.setPositions(positions_);
+        if (!cache_ || cache_->run_glyphs.empty()) return;
+        QGlyphRun& run = cache_->run;
+        run.setRawFont(font_->raw);
+        run.setRawData(cache_->run_glyphs.data(), cache_->run_positions.data(),
+                       int(cache_->run_glyphs.size()));
         painter_->drawGlyphRun(QPointF(0, 0), run);
-        glyphs_.clear();
-        positions_.clear();
+        cache_->run_glyphs.clear();
+        cache_->run_positions.clear();
     }
 
     static constexpr qsizetype max_run = 4096;
     form_l* form_;
     QPainter* painter_ = nullptr;
-    QRawFont raw_;
-    QList<quint32> glyphs_;
-    QList<QPointF> positions_;
-    QRectF visible_;
+    form_l::text_cache_l* cache_ = nullptr;
+    form_l::text_cache_l::font_l* font_ = nullptr;
+    double left_ = 0, right_ = 0, top_ = 0, bottom_ = 0;
+    bool nothing_visible_ = false;
     bool culling_ = false;
 };
 
 } // namespace
+
+form_l::text_cache_l& form_l::text_cache_l::of(form_l* form) {
+    if (!form->text_cache) form->text_cache = std::make_shared<text_cache_l>();
+    return *form->text_cache;
+}
+
+const QFont& form_l::text_cache_l::style_font(form_l* form, const QString& family, float size,
+                                              const QString& attribute) {
+    for (size_t i = 0; i < style_fonts.size(); ++i) {
+        const style_font_l& s = style_fonts[i];
+        if (s.size == size && s.points_per_mm == form->points_per_mm && s.family == family &&
+            s.attribute == attribute) {
+            if (i != 0)
+                std::rotate(style_fonts.begin(), style_fonts.begin() + long(i),
+                            style_fonts.begin() + long(i) + 1);
+            return style_fonts.front().font;
+        }
+    }
+    if (style_fonts.size() >= max_cached_fonts) style_fonts.pop_back();
+    style_fonts.insert(style_fonts.begin(),
+                       style_font_l{family, size, attribute, form->points_per_mm,
+                                    form->new_font_n(family, size, attribute)});
+    return style_fonts.front().font;
+}
+
+form_l::text_cache_l::font_l& form_l::text_cache_l::font(const QFont& font) {
+    for (size_t i = 0; i < fonts.size(); ++i) {
+        if (fonts[i]->key == font) {
+            // An equal font made elsewhere: keep that one, so that the next comparison
+            // with it finds the same font data at once.
+            fonts[i]->key = font;
+            if (i != 0)
+                std::rotate(fonts.begin(), fonts.begin() + long(i), fonts.begin() + long(i) + 1);
+            return *fonts.front();
+        }
+    }
+    if (fonts.size() >= max_cached_fonts) fonts.pop_back();
+    auto entry = std::make_unique<font_l>();
+    entry->key = font;
+    entry->device = font;
+    entry->device.setPixelSize(qMax(1, font.pointSize()));
+    entry->raw = QRawFont::fromFont(entry->device);
+    fonts.insert(fonts.begin(), std::move(entry));
+    return *fonts.front();
+}
 
 QFont form_l::new_font_n(const QString& family, float size, const QString& attribute) {
     QFont font(family);
@@ -128,16 +182,7 @@ QFont form_l::new_font_n(const QString& family, float size, const QString& attri
 }
 
 QFont form_l::painter_font_n(const QFont& font) {
-    if (!text_cache) text_cache = std::make_shared<text_cache_l>();
-    text_cache_l& cache = *text_cache;
-    if (!cache.made || !(cache.key == font)) {
-        cache.made = true;
-        cache.key = font;
-        cache.device = font;
-        cache.device.setPixelSize(qMax(1, font.pointSize()));
-        cache.raw = QRawFont::fromFont(cache.device);
-    }
-    return cache.device;
+    return text_cache_l::of(this).font(font).device;
 }
 
 float form_l::font_width_f(const QFont& font, const QString& text) {
@@ -170,11 +215,18 @@ qsizetype unit_length(const QString& text, qsizetype i, int kind) {
 }
 
 // The advance of a unit between two "X": font_width_f("X" + unit + "X") minus
-// font_width_f("XX"), computed without building the strings.
-float unit_advance(int points, float per_mm, qsizetype length, int first_kind) {
-    const int count = (length == 1 && is_wide_kind(first_kind)) ? 4 : int(length) + 2;
-    return float(points * count) / per_mm - float(points * 2) / per_mm;
-}
+// font_width_f("XX"), computed without building the strings. The unit counts as three
+// characters with the two "X" when it is one narrow character, as four otherwise, so
+// an item has only two advances, worked out once.
+struct advances_l {
+    advances_l(int points, float per_mm)
+        : narrow(float(points * 3) / per_mm - float(points * 2) / per_mm),
+          wide(float(points * 4) / per_mm - float(points * 2) / per_mm) {}
+    float of(qsizetype length, int first_kind) const {
+        return (length == 1 && !is_wide_kind(first_kind)) ? narrow : wide;
+    }
+    float narrow, wide;
+};
 
 } // namespace
 
@@ -182,7 +234,8 @@ void form_l::draw_h_string_v(float spacing, const QString& text, const QFont& fo
                              float x, float y) {
     if (fix_flag == 1) fix_step = fix_count != 0 ? (spacing - x) / float(fix_count) : 0.0f;
     unit_painter_l out(this, font);
-    const int points = font.pointSize();
+    const advances_l advance(font.pointSize(), points_per_mm);
+    const bool fixed = fix_flag == 1;
     float p = x; // pen position: where the next character goes
     float d = x; // where the current unit is drawn
     for (qsizetype i = 0; i < text.size();) {
@@ -191,8 +244,7 @@ void form_l::draw_h_string_v(float spacing, const QString& text, const QFont& fo
         // A character without advance is drawn over the unit before it.
         if (kind != qx_z_l::KIND_NONE) d = p;
         out.draw(text, i, length, d, y);
-        p = fix_flag == 1 ? d + fix_step
-                          : d + spacing + unit_advance(points, points_per_mm, length, kind);
+        p = fixed ? d + fix_step : d + spacing + advance.of(length, kind);
         i += length;
     }
 }
@@ -202,6 +254,10 @@ void form_l::draw_v_string_v(float spacing, const QString& text, const QFont& fo
     if (fix_flag == 1) fix_step = fix_count != 0 ? (spacing - y) / float(fix_count) : 0.0f;
     unit_painter_l out(this, font);
     const int points = font.pointSize();
+    const advances_l advance(points, points_per_mm);
+    // 0.9 of the text height of a unit of one and of two UTF-16 units.
+    const float tall[2] = {float(0.9 * double(float(1.0 * points * 2.5 / points_per_mm))),
+                           float(0.9 * double(float(2.0 * points * 2.5 / points_per_mm)))};
     float q = y; // pen position
     float e = y; // where the current unit is drawn
     for (qsizetype i = 0; i < text.size();) {
@@ -215,10 +271,7 @@ void form_l::draw_v_string_v(float spacing, const QString& text, const QFont& fo
             q = e + spacing;
             // An ASCII letter takes its point size; anything else 0.9 of the text
             // height, 2.25 points per character.
-            if (kind == qx_z_l::KIND_ASCII)
-                q += unit_advance(points, points_per_mm, length, kind);
-            else
-                q += float(0.9 * double(float(double(length) * points * 2.5 / points_per_mm)));
+            q += kind == qx_z_l::KIND_ASCII ? advance.of(length, kind) : tall[length - 1];
         }
         i += length;
     }

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build, the tests and the demo need, but only those
 # that are missing, so that a machine that has them all does not touch apt at all.
+# With --bench, also those of the benchmarks.
 set -euo pipefail
 
 packages=(
@@ -12,6 +13,10 @@ packages=(
     cups printer-driver-cups-pdf
     python3
 )
+# `make bench` also needs Google Benchmark; the build and the tests do not.
+if [ "${1:-}" = "--bench" ]; then
+    packages+=(libbenchmark-dev)
+fi
 
 missing=()
 for p in "${packages[@]}"; do

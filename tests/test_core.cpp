@@ -107,13 +107,28 @@ struct judge_row {
 };
 const QByteArray sjis_text("\x90\xBF\x8B\x81\x8F\x91"), utf8_text("\xE8\xAB\x8B\xE6\xB1\x82\xE6\x9B\xB8");
 const QByteArray mb2(2 << 20, 'a');
+// The check takes whole chunks of 16 or 32 bytes: the narrower second-byte ranges go
+// inside the one chunk of a file shorter than 32 bytes, and across a chunk end that
+// whole chunks follow (a sequence across the last chunk's end is looked at again).
+const QByteArray a1(1, 'a'), a12(12, 'a'), a30(30, 'a'), a40(40, 'a');
+const QByteArray edges("\xE0\xA0\x80\xED\x9F\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF");
 const judge_row judge_rows[] = {
     {"ASCII", "a\tb\n", "UTF-8", false}, {"Shift-JIS after 2 MB of ASCII", mb2 + sjis_text, "Shift-JIS", true},
     {"UTF-8 after 2 MB of ASCII", mb2 + utf8_text, "UTF-8", true},
     {"Shift-JIS after UTF-8 and 4 MB", utf8_text + mb2 + mb2 + sjis_text, "Shift-JIS", true},
     {"mark beats Shift-JIS", "\xEF\xBB\xBF" + sjis_text, "UTF-8", false},
     {"UTF-8 across block ends", utf8_text.left(3).repeated(100000), "UTF-8", false},
-    {"UTF-8 cut by the end", "abc\xE6\xBC", "Shift-JIS", false}, {"overlong form", "\xE0\x80\x80", "Shift-JIS", false}};
+    {"UTF-8 cut by the end", "abc\xE6\xBC", "Shift-JIS", false}, {"overlong form", "\xE0\x80\x80", "Shift-JIS", false},
+    {"overlong in a chunk", a1 + "\xE0\x9F\xBF" + a12, "Shift-JIS", false},
+    {"overlong across chunks", a30 + "\xE0\x9F\xBF" + a40, "Shift-JIS", false},
+    {"surrogate in a chunk", a1 + "\xED\xA0\x80" + a12, "Shift-JIS", false},
+    {"surrogate across chunks", a30 + "\xED\xA0\x80" + a40, "Shift-JIS", false},
+    {"short four bytes in a chunk", a1 + "\xF0\x8F\xBF\xBF" + a12, "Shift-JIS", false},
+    {"short four bytes across chunks", a30 + "\xF0\x8F\xBF\xBF" + a40, "Shift-JIS", false},
+    {"above U+10FFFF in a chunk", a1 + "\xF4\x90\x80\x80" + a12, "Shift-JIS", false},
+    {"above U+10FFFF across chunks", a30 + "\xF4\x90\x80\x80" + a40, "Shift-JIS", false},
+    {"range edges in a chunk", a1 + edges + a12, "UTF-8", false},
+    {"range edges across chunks", a30 + edges + a40, "UTF-8", false}};
 // clang-format on
 
 } // namespace
