@@ -7,6 +7,15 @@
 #include <QPainter>
 #include <utility>
 
+namespace {
+
+// Qt's image readers tell of damaged and oversized files on standard error ("libpng
+// error: Read Error", "exceeds the current allocation limit"). For the form such a
+// file is no picture, said nowhere, and standard error carries the run's error lines.
+void no_message_v(QtMsgType, const QMessageLogContext&, const QString&) {}
+
+} // namespace
+
 bool form_l::image_b(float x_offset, float y_offset, float scale, const QString& name) {
     const qx_print_l* item = current_item;
     if (!item || name.isEmpty()) return true;
@@ -26,7 +35,9 @@ bool form_l::image_b(float x_offset, float y_offset, float scale, const QString&
 
     // A missing, unreadable or damaged file gives a null image: nothing is drawn and
     // the page goes on without a message.
+    const QtMessageHandler previous = qInstallMessageHandler(no_message_v);
     const QImage image(path, nullptr);
+    qInstallMessageHandler(previous);
     if (image.isNull() || !painter) return true;
 
     // The corner is (x1, y1) converted to whole device units like every other

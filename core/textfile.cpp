@@ -1,5 +1,6 @@
 #include "core/textfile.h"
 
+#include <QFileInfo>
 #include <cstring>
 #include <vector>
 #if defined(__SSE2__)
@@ -156,8 +157,10 @@ int qx_line_buffer_l::next_view(const char** data, qsizetype* size) {
             const char* begin = buffer_.constData() + pos_;
             pos_ = nl + unit_;
             if (skipping_) {
+                // The end of a line that was reported when it passed the limit.
                 skipping_ = false;
-                return 3;
+                scan_from = pos_;
+                continue;
             }
             qsizetype len = nl - (begin - buffer_.constData());
             if (ends_with_cr(begin, len)) len -= unit_;
@@ -170,7 +173,7 @@ int qx_line_buffer_l::next_view(const char** data, qsizetype* size) {
             if (skipping_) {
                 skipping_ = false;
                 pos_ = buffer_.size();
-                return 3;
+                return 1;
             }
             if (pos_ >= buffer_.size()) return 1;
             // The last line has no line feed.
@@ -186,8 +189,15 @@ int qx_line_buffer_l::next_view(const char** data, qsizetype* size) {
         // then read another block behind it.
         buffer_.remove(0, pos_);
         pos_ = 0;
-        if (!skipping_ && buffer_.size() > max_line + unit_) skipping_ = true;
         if (skipping_) buffer_.remove(0, buffer_.size() - buffer_.size() % unit_);
+        if (!skipping_ && buffer_.size() > max_line + unit_) {
+            // Reported as soon as it passes the limit, not once its end is found: a
+            // line may never end (a device, an endless pipe). The next call skips the
+            // rest of it.
+            skipping_ = true;
+            buffer_.remove(0, buffer_.size() - buffer_.size() % unit_);
+            return 3;
+        }
         scan_from = buffer_.size() - buffer_.size() % unit_;
         const qsizetype old = buffer_.size();
         buffer_.resize(old + block);
@@ -564,6 +574,9 @@ qsizetype utf8_prefix(const unsigned char* p, qsizetype n) {
 QString qx_z_l::file_encoding_s(const QString& path) {
     if (!forced_encoding.isEmpty()) return encode_s(forced_encoding);
     const QString utf8 = QStringLiteral("UTF-8");
+    // Only a regular file can be looked at before it is read: a pipe would be drained
+    // by the look, a device may never end. Anything else is read as UTF-8.
+    if (!QFileInfo(path).isFile()) return utf8;
     const QString sjis = QStringLiteral("Shift-JIS");
     QFile f(path);
     if (!f.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) return utf8;

@@ -35,7 +35,8 @@ public:
     explicit qx_line_buffer_l(QFile* file, int unit = 1, bool big_endian = false)
         : file_(file), unit_(unit), big_endian_(big_endian) {}
     // 0 a line is in *out, 1 end of file, 2 read error (after which the file counts as
-    // ended), 3 the line was longer than max_line and has been skipped.
+    // ended), 3 the line is longer than max_line: it is reported as soon as it passes
+    // the limit, and the next call goes on after it.
     int next(QByteArray* out);
     // As next(), but the line is left in the buffer: *data and *size show it until the
     // next call.

@@ -9,6 +9,7 @@
 
 #include <QBrush>
 #include <QFont>
+#include <QHash>
 #include <QPageSize>
 #include <QPen>
 #include <QString>
@@ -178,6 +179,15 @@ public:
     f_l char_sizes;
     s_l char_fonts;
     s_l char_attrs;
+    // Where each style name is first defined, following the style lists as they grow,
+    // so that a layout of thousands of styles is not read in quadratic time
+    // (layout/keywords.cpp).
+    struct name_index_l {
+        QHash<QString, int> first;
+        qsizetype indexed = 0;
+    };
+    name_index_l line_name_index;
+    name_index_l char_name_index;
     QString default_font = QStringLiteral("MS Gothic");
     s_l replace_list;
     QString paper_name;
@@ -198,6 +208,9 @@ public:
     // Error prefix of the OCCURS record whose repetition is pending: its errors are
     // found only when the repetition is applied, at a later record.
     QString occurs_prefix;
+    // Error prefix of the last OFFSET record: the copies are counted against the items
+    // when the layout is finished.
+    QString offset_prefix;
 
     // Data stream.
     std::unique_ptr<qx_read_l> data_reader;

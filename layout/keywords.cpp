@@ -83,6 +83,22 @@ bool field_i_b(form_l* f, int index, int* out) {
     return true;
 }
 
+// The first position of `name` in the style names, or -1: what a scan from the front
+// finds, through an index that takes in the names defined since the last look.
+int style_index_i(form_l* f, form_l::name_index_l* index, const s_l& names, const QString& name) {
+    if (index->indexed > names.size()) *index = {};
+    for (; index->indexed < names.size(); ++index->indexed) {
+        const QString& defined = names.at(index->indexed);
+        if (!index->first.contains(defined)) index->first.insert(defined, int(index->indexed));
+    }
+    const auto found = index->first.constFind(name);
+    if (found == index->first.constEnd()) return -1;
+    if (names.at(*found) == name) return *found;
+    // The list was changed in place behind the index: look the slow way, index anew.
+    *index = {};
+    return f->ctx->index2as_i(&names, name);
+}
+
 // Hands the started item over to its list.
 void append_item_v(form_l* f, p_l* list) {
     f->ctx->add_p(list, f->new_item);
@@ -102,6 +118,7 @@ void form_l::paper_v() {
 }
 
 void form_l::offset_v() {
+    offset_prefix = error_prefix;
     fill_groups_v(this, 1, 2);
     for (int i = 1; i < ctx->count_s_i(&fields); i += 2) {
         // A pair is taken whole or not at all, so that x and y stay paired.
@@ -190,7 +207,7 @@ void form_l::occurs_v() {
 void form_l::box_v() {
     const QString keyword = ctx->upper_s(ctx->at_s(&fields, 0));
     const QString name = ctx->at_s(&fields, 1);
-    const int style = ctx->index2as_i(&line_names, name);
+    const int style = style_index_i(this, &line_name_index, line_names, name);
     if (style < 0) {
         ctx->message = QStringLiteral("Line name (") + name + QStringLiteral(") not found");
         add_err_v(0);
@@ -261,7 +278,7 @@ void form_l::text_v() {
         set_print_v();
         qx_print_l* item = new_item;
         const QString name = ctx->at_s(&fields, i);
-        item->style = ctx->index2as_i(&char_names, name);
+        item->style = style_index_i(this, &char_name_index, char_names, name);
         if (item->style < 0) {
             ctx->message = QStringLiteral("Char name (") + name + QStringLiteral(") not found");
             add_err_v(0);

@@ -77,6 +77,19 @@ void form_l::apply_occurs_v() {
 void form_l::finish_layout_v() {
     apply_occurs_v();
     if (offsets.isEmpty()) offsets = {0.0f, 0.0f};
+    // Every copy of the form draws every item, so a page is bounded like an item list:
+    // copies that would draw more leave the form with its first copy only.
+    const qint64 copies = offsets.size() / 2;
+    const qint64 drawn = copies * qMax(line_items.size(), print_items.size());
+    if (copies > 1 && drawn > max_items) {
+        const QString current_prefix = error_prefix;
+        error_prefix = offset_prefix;
+        ctx->message =
+            QStringLiteral("OFFSET count too large (") + QString::number(drawn) + QLatin1Char(')');
+        add_err_v(0);
+        error_prefix = current_prefix;
+        offsets.resize(2);
+    }
     // Every copy of the form on a page takes values of its own.
     const qint64 per_page = qint64(values_per_form) * (offsets.size() / 2);
     values_per_form = int(qMin<qint64>(per_page, INT_MAX));

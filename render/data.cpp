@@ -13,6 +13,23 @@ namespace {
 
 const QChar tab = QLatin1Char('\t');
 
+// The values of a line as the renderer takes them, but never more than `keep` of them
+// and one more, which holds the rest of the line unsplit. A page takes no value beyond
+// its own (a line with more values than a page stops the run at the page end), so a
+// line of millions of values costs one string instead of millions.
+s_l split_values(const QString& line, qsizetype keep) {
+    s_l values;
+    qsizetype from = 0;
+    while (values.size() < keep) {
+        const qsizetype at = line.indexOf(tab, from);
+        if (at < 0) break;
+        values.append(line.mid(from, at - from));
+        from = at + 1;
+    }
+    values.append(line.mid(from));
+    return values;
+}
+
 } // namespace
 
 int form_l::read_b() {
@@ -23,7 +40,7 @@ int form_l::read_b() {
         }
         const int r = data_reader->read();
         if (r == 0) {
-            data_values = ctx->split_sx(data_reader->line, tab);
+            data_values = split_values(data_reader->line, values_per_form);
             data_records_read += 1;
         } else if (r == 1) {
             // The old values stay; the renderer prints the rest of the page empty.

@@ -137,7 +137,15 @@ int form_l::print_sub_b(int, float x_off, float y_off, float scale) {
                 } else if (last_page_reached == 0 && last_page == -1) {
                     value = ctx->at_s(&data_values, data_index);
                     data_index += 1;
-                    if (data_index >= ctx->count_s_i(&data_values)) read_b();
+                    if (data_index >= ctx->count_s_i(&data_values) && read_b() == 0) {
+                        // The next line cannot be read (a line too long, a read
+                        // error): nothing after it can be placed on the right page, so
+                        // this page is finished with the values it has and the run
+                        // stops after it, saying why.
+                        error_prefix = QStringLiteral("データ[1]");
+                        add_err_v(0);
+                        last_page_reached = 1;
+                    }
                 }
                 ctx->add_s(&page_values, value);
             }

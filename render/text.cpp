@@ -84,6 +84,10 @@ public:
         if (glyph != form_l::text_cache_l::glyph_none) {
             cache_->run_glyphs.push_back(glyph);
             cache_->run_positions.emplace_back(px, py);
+            // A run is drawn every few thousand glyphs: a spread field of a 15 MB value
+            // puts every character on the sheet, and collecting them all first took
+            // 700 MB.
+            if (qsizetype(cache_->run_glyphs.size()) >= max_run) flush();
             return;
         }
         flush();
@@ -103,6 +107,7 @@ private:
         cache_->run_positions.clear();
     }
 
+    static constexpr qsizetype max_run = 4096;
     form_l* form_;
     QPainter* painter_ = nullptr;
     form_l::text_cache_l* cache_ = nullptr;

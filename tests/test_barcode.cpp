@@ -5,6 +5,7 @@
 
 #include <QBuffer>
 #include <QPainter>
+#include <QtEndian>
 #include <cctype>
 #include <cmath>
 #include <functional>
@@ -245,8 +246,8 @@ private slots:
         }
     }
 
-    // The reader goes by the contents, not the name; a file it cannot read draws nothing
-    // and says nothing.
+    // The reader goes by the contents, not the name; a file it cannot read (damaged, or
+    // too large to hold) draws nothing and says nothing, not even through Qt's log.
     void image_files() {
         QImage picture(40, 40, QImage::Format_RGB32);
         picture.fill(QColor(0, 0, 160));
@@ -265,19 +266,37 @@ private slots:
             QVERIFY2(centre.blue() > 140 && centre.red() < 20 && centre.green() < 20, format);
             QCOMPARE(page.pixelColor(27, 40), QColor(Qt::white));
         }
+        // A PNG header that claims 30000 x 30000 pixels: 3.6 GB once loaded.
+        QByteArray huge = png.left(33);
+        qToBigEndian<quint32>(30000, huge.data() + 16);
+        qToBigEndian<quint32>(30000, huge.data() + 20);
+        quint32 crc = 0xFFFFFFFF; // the chunk's CRC-32, over its type and data
+        for (const char byte : huge.mid(12, 17)) {
+            crc ^= quint8(byte);
+            for (int bit = 0; bit < 8; ++bit)
+                crc = (crc >> 1) ^ (crc & 1 ? 0xEDB88320 : 0);
+        }
+        qToBigEndian<quint32>(~crc, huge.data() + 29);
         const std::pair<const char*, QByteArray> bad[] = {{"cut.png", png.left(png.size() / 2)},
+                                                          {"huge.png", huge + png.mid(33)},
                                                           {"text.png", "not a picture\n"},
                                                           {"empty.png", ""},
                                                           {"missing.png", "-"},
                                                           {"", "-"}};
+        static QStringList logged;
         for (const auto& [name, contents] : bad) {
             const QString path = *name ? dir.filePath(name) : QString();
             if (contents != "-") put(dir, name, contents);
             ctx->message = "earlier";
+            logged.clear();
+            const QtMessageHandler test_handler = qInstallMessageHandler(
+                [](QtMsgType, const QMessageLogContext&, const QString& text) { logged << text; });
             const QImage page = render(60, 60, [&] { QVERIFY(form->image_b(0, 0, 1, path)); });
+            qInstallMessageHandler(test_handler);
             QVERIFY2(!has_ink(page, page.rect()), name);
             QCOMPARE(ctx->message, QStringLiteral("earlier"));
             QCOMPARE(form->error_list.size(), 1);
+            QCOMPARE(logged, QStringList());
         }
     }
 };

@@ -7,6 +7,8 @@
 #include <QFontInfo>
 #include <climits>
 #include <cmath>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -271,6 +273,32 @@ private slots:
         QCOMPARE(ctx->message, u("line too long(") + file + u(")"));
         QCOMPARE(reader.read(), 0);
         QCOMPARE(reader.line, u("last"));
+    }
+
+    // Files that are no regular files. A line that never ends is reported as soon as it
+    // passes the limit (the rest of an overlong line is skipped by the next read), and
+    // the encoding of a device or a pipe is not looked for by reading it: that would
+    // never end, or drain the pipe. Should any of it read on, the alarm ends the test.
+    void endless_and_unseekable_files() {
+        alarm(60);
+        const QString file =
+            put("longer.txt", "a\n" + QByteArray(3 * qx_line_buffer_l::max_line, 'z') + "\nb");
+        qx_read_l reader(ctx.get());
+        QVERIFY(reader.open_b(file, QString()));
+        QCOMPARE(reader.read(), 0);
+        QCOMPARE(reader.read(), 2);
+        QCOMPARE(reader.read(), 0);
+        QCOMPARE(reader.line, u("b"));
+        QCOMPARE(reader.read(), 1);
+        reader.read_close_v();
+        QVERIFY(reader.open_b(u("/dev/zero"), u("UTF-8")));
+        QCOMPARE(reader.read(), 2);
+        QCOMPARE(ctx->message, u("line too long(/dev/zero)"));
+        QCOMPARE(ctx->file_encoding_s(u("/dev/zero")), u("UTF-8"));
+        const QString fifo = tmp.filePath(u("fifo"));
+        QCOMPARE(mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        QCOMPARE(ctx->file_encoding_s(fifo), u("UTF-8")); // with no writer, an open waits
+        alarm(0);
     }
 
     void reader_misuse() {

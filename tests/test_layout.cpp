@@ -184,6 +184,14 @@ const layout_row keyword_rows[] = {
      {"0,0,1,1", "0,10,1,11", "0,50,1,51", "10,50,11,51", "20,50,21,51"}, {}},
     {"zero and negative counts neither copy nor shift", "OCCURS,-3,1,1,0,4,4,2,0,1\nBOX,L,0,0,0,0",
      {"0,0,0,0", "0,1,0,1", "0,2,0,2"}, {}},
+    // Each item finds the first definition of its style made so far, and a name
+    // defined after an item that missed it is found from then on.
+    {"styles defined between their uses",
+     "CHAR_SET,A,1\nTEXT,t,A\nTEXT,t,B\nCHAR_SET,B,2,,,A,3\nTEXT,t,B\nTEXT,t,A\n"
+     "LINE_SET,M,1,0,L,2,0\nBOX,M\nBOX,L",
+     {"BOX|0|M||1|0|0,0,0,0,0,0,0", "BOX|0|L||0|0|0,0,0,0,0,0,0", "TEXT|0|t||1|0|0,0,0,0,0,0,0",
+      "TEXT|0|t||2|0|0,0,0,0,0,0,0", "TEXT|0|t||1|0|0,0,0,0,0,0,0"},
+     {"(4) TEXT Char name (B) not found"}},
     {"bad OCCURS group skipped", "OCCURS,x,1,1,1,0,5\nTEXT,t,,0,1,2,0,", {"1,2,0,0", "1,7,0,5"},
      {"(2) OCCURS not numeric \"x\""}}};
 
@@ -433,6 +441,27 @@ private slots:
         QCOMPARE(s->form->line_items.size(), r.lines);
         QCOMPARE(s->form->print_items.size(), r.prints);
         QVERIFY2(timer.elapsed() < 20000, "a repetition took too long");
+    }
+
+    // OFFSET copies draw every item again: more than 100000 items drawn a page is an
+    // error named by the last OFFSET record, and the form keeps its first copy.
+    void offset_bound() {
+        const QByteArray pairs = "OFFSET" + QByteArray(",0,0").repeated(100000);
+        const std::tuple<QByteArray, int, QStringList> rows[] = {
+            {"OCCURS,49999,0,0\nBOX,L\nOFFSET,0,0,10,0", 2, {}},
+            {"OCCURS,50000,0,0\nBOX,L\nOFFSET,0,0,10,0",
+             1,
+             {"(4) OFFSET OFFSET count too large (100002)"}},
+            {pairs + "\nTEXT,a", 100000, {}},
+            {pairs + "\nTEXT,a\nOFFSET,1,1\nOFFSET,2,2,\nTEXT,b",
+             1,
+             {"(5) OFFSET OFFSET count too large (200006)"}},
+            {pairs + "\n" + pairs, 200000, {}}};
+        for (const auto& [layout, copies, errors] : rows) {
+            auto s = parse("LINE_SET,L,1,0\n" + layout);
+            QCOMPARE(s->errors(), errors);
+            QCOMPARE(s->form->offsets.size(), 2 * copies);
+        }
     }
 
     // The examples parse clean into the items and values per page their comments promise:

@@ -156,12 +156,20 @@ private slots:
     }
 
     // Three data items a page, printed through the print run: the pages printed, the
-    // values taken, and the error that ends the run.
+    // values taken, and the error that ends the run. Each page's values are collected
+    // when the next page starts: a run holds no more values than a page takes, and a
+    // line no more than that and one for the rest of it, however long the run or the
+    // line. A line the reader skips (too long) ends the run after the page before it,
+    // with the reader's message, instead of shifting the values after it.
     void print_run_counts() {
+        const QByteArray too_long(qx_line_buffer_l::max_line + 10, 'x');
         const std::tuple<QByteArray, int, const char*, const char*> rows[] = {
             {"a\tb\nc\nd\te\nf\n", 2, "a|b|c|d|e|f", ""},
             {"1\t2\t3\t4\n5\t6\n", 1, "1|2|3", " Page End data Count(3) Error"},
-            {"a\tb\tc\nd\n", 2, "a|b|c|d||", ""}};
+            {"a\tb\tc\nd\n", 2, "a|b|c|d||", ""},
+            {"1\t2\t3" + QByteArray("\tx").repeated(1000000) + "\n4\t5\t6\n", 1, "1|2|3",
+             " Page End data Count(3) Error"},
+            {"a\tb\tc\n" + too_long + "\nd\te\tf\n", 1, "a|b|c", "line too long("}};
         for (const auto& [bytes, pages, taken, error] : rows) {
             auto f = new_form(form_l::MODE_PRINT);
             for (int i = 0; i < 3; ++i)
@@ -169,21 +177,30 @@ private slots:
             f->values_per_form = 3;
             f->data_name = put(dir, "run.txt", bytes);
             QCOMPARE(f->read_data_b(1), 1);
+            QVERIFY(f->data_values.size() <= 4);
             QImage image(100, 100, QImage::Format_RGB32);
             QPainter painter(&image);
             f->painter = &painter;
-            // Each page keeps the values it took until the next page starts.
+            s_l all;
+            auto page_done = [&] {
+                QVERIFY(f->page_values.size() <= 3);
+                all += f->page_values;
+            };
             int printed = 1;
-            QStringList values;
             QCOMPARE(f->print_run_b([&] {
-                values << f->page_values;
+                page_done();
                 return ++printed > 0;
             }),
                      !*error);
-            values << f->page_values;
+            page_done();
             QCOMPARE(printed, pages);
-            QCOMPARE(values.join('|'), QString(taken));
-            QCOMPARE(f->error_list.mid(1), *error ? QStringList{error} : QStringList());
+            QCOMPARE(all.join('|'), QString(taken));
+            const QString reader_error =
+                QString::fromUtf8("データ[1] line too long(") + f->data_name + ")";
+            QCOMPARE(f->error_list.mid(1), !*error ? QStringList()
+                                           : QString(error) == "line too long("
+                                               ? QStringList{reader_error}
+                                               : QStringList{error});
         }
     }
 
