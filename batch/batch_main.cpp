@@ -297,8 +297,7 @@ int main(int argc, char** argv) {
 
     // Unlike the window program, whose bare names mean files in the work directory, the
     // batch tool takes its file names as ordinary paths from the current directory.
-    if (!data_file.isEmpty())
-        data_file = QFileInfo(data_file).absoluteFilePath();
+    if (!data_file.isEmpty()) data_file = QFileInfo(data_file).absoluteFilePath();
     layout_file = QFileInfo(layout_file).absoluteFilePath();
 
     const int outputs = int(parser.isSet(pdf_option)) + int(parser.isSet(png_option)) +
