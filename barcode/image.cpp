@@ -2,6 +2,7 @@
 // to one device unit (1/72 inch), with its top-left corner at the item's (x1, y1);
 // x2 and y2 only make a frame that is kept in the working fields.
 #include "layout/form.h"
+#include "render/device.h"
 
 #include <QImage>
 #include <QPainter>
@@ -43,8 +44,7 @@ bool form_l::image_b(float x_offset, float y_offset, float scale, const QString&
     // The corner is (x1, y1) converted to whole device units like every other
     // coordinate. The picture is drawn once, whatever the frame: a natural-size item
     // (x2 = y2 = 0) and a framed one look the same, translucent pictures included.
-    const QPointF corner(int(left * points_per_mm + x_geta_f()),
-                         int(top * points_per_mm + y_geta_f()));
+    const QPointF corner(device_unit(device_x(left)), device_unit(device_y(top)));
     painter->drawImage(corner, image);
     return true;
 }

@@ -112,8 +112,15 @@ public:
     void draw_rect_v(const QPen& pen, float x, float y, float w, float h);
     void draw_arc_v(const QPen& pen, float x, float y, float w, float h, float a1, float a2);
     float zero_float_f(float v) const { return v > 0 ? v : 0.1f; }
-    float x_geta_f() const { return 0.0f; }
-    float y_geta_f() const { return 0.0f; }
+    // The shift, in device units, added to every position drawn.
+    float x_geta_f() const { return float(shift_x); }
+    float y_geta_f() const { return float(shift_y); }
+    // A position or length of the page in millimetres as device units on the output:
+    // times the device factor and the stretch, plus the shift for positions.
+    double device_x(float mm) const { return double(mm * points_per_mm) * stretch_x + shift_x; }
+    double device_y(float mm) const { return double(mm * points_per_mm) * stretch_y + shift_y; }
+    double device_w(float mm) const { return double(mm * points_per_mm) * stretch_x; }
+    double device_h(float mm) const { return double(mm * points_per_mm) * stretch_y; }
 
     // ---- bar codes and images (barcode/) ----
     bool code39_b(float x_offset, float y_offset, float scale, const QString& text);
@@ -147,6 +154,9 @@ public:
     int start_page = 1;
     int end_page = 0;
     float points_per_mm = 2.8346276f;
+    // Where the output puts the form: the shift (device units) and the stretch (a factor
+    // about the sheet's corner) of a printer's calibration; 0 and 1 on other outputs.
+    double shift_x = 0, shift_y = 0, stretch_x = 1, stretch_y = 1;
     float zoom = 1.0f;
     int ready = 0;
     int data_generated = -1;

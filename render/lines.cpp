@@ -13,10 +13,8 @@ QPen form_l::new_pen_nn(float width) {
 void form_l::draw_line_v(const QPen& pen, float x1, float y1, float x2, float y2) {
     if (!painter || !painter->isActive()) return;
     painter->setPen(pen);
-    painter->drawLine(QLine(device_unit(x1 * points_per_mm + x_geta_f()),
-                            device_unit(y1 * points_per_mm + y_geta_f()),
-                            device_unit(x2 * points_per_mm + x_geta_f()),
-                            device_unit(y2 * points_per_mm + y_geta_f())));
+    painter->drawLine(QLine(device_unit(device_x(x1)), device_unit(device_y(y1)),
+                            device_unit(device_x(x2)), device_unit(device_y(y2))));
 }
 
 void form_l::draw_rect_v(const QPen& pen, float x, float y, float w, float h) {
@@ -25,10 +23,10 @@ void form_l::draw_rect_v(const QPen& pen, float x, float y, float w, float h) {
     painter->setBrush(Qt::NoBrush);
     if (w == 0) w = 1;
     if (h == 0) h = 1;
-    const int left = device_unit(x * points_per_mm + x_geta_f());
-    const int top = device_unit(y * points_per_mm + y_geta_f());
-    const int width = device_unit(w * points_per_mm);
-    const int height = device_unit(h * points_per_mm);
+    const int left = device_unit(device_x(x));
+    const int top = device_unit(device_y(y));
+    const int width = device_unit(device_w(w));
+    const int height = device_unit(device_h(h));
     // The outline covers exactly width by height units: right edge left + width - 1.
     painter->drawRect(QRect(QPoint(left, top), QPoint(left + width - 1, top + height - 1))
                           .adjusted(0, 0, -1, -1));
@@ -39,8 +37,7 @@ void form_l::draw_arc_v(const QPen& pen, float x, float y, float w, float h, flo
     painter->setPen(pen);
     if (w == 0) w = 1;
     if (h == 0) h = 1;
-    const QRectF rect(device_unit(x * points_per_mm + x_geta_f()),
-                      device_unit(y * points_per_mm + y_geta_f()), device_unit(w * points_per_mm),
-                      device_unit(h * points_per_mm));
+    const QRectF rect(device_unit(device_x(x)), device_unit(device_y(y)), device_unit(device_w(w)),
+                      device_unit(device_h(h)));
     painter->drawArc(rect, device_unit(a1), device_unit(a2));
 }

@@ -74,8 +74,8 @@ public:
         if (!painter_) return;
         const QChar* chars = text.constData() + from;
         if (length == 1 && *chars == QLatin1Char(' ')) return;
-        const int px = device_unit(double(x * form_->points_per_mm + form_->x_geta_f()));
-        const int py = device_unit(double(y * form_->points_per_mm + form_->y_geta_f()));
+        const int px = device_unit(form_->device_x(x));
+        const int py = device_unit(form_->device_y(y));
         if (culling_ &&
             (nothing_visible_ || px < left_ || px > right_ || py < top_ || py > bottom_))
             return;
@@ -282,7 +282,5 @@ void form_l::draw_string_v(const QString& text, const QFont& font, const QBrush&
     if (!painter || !painter->isActive()) return;
     painter->setFont(painter_font_n(font));
     painter->setPen(QPen(QColor(0, 0, 0)));
-    painter->drawText(QPoint(device_unit(double(x * points_per_mm + x_geta_f())),
-                             device_unit(double(y * points_per_mm + y_geta_f()))),
-                      text);
+    painter->drawText(QPoint(device_unit(device_x(x)), device_unit(device_y(y))), text);
 }

@@ -8,32 +8,10 @@
 . "$(dirname "$0")/lib/common.sh"
 need_tools Xvfb xdotool import convert cupsd lpadmin lpinfo lpstat pdfinfo pdftoppm pdftotext
 
-# The scheduler's filters run as an unprivileged user when it runs as root.
-chmod 755 "$E2E_TMP"
-C=$E2E_TMP/cups OUT=$E2E_TMP/out
-mkdir -p "$C"/{spool,cache,state,log} "$E2E_TMP/home" && mkdir -p -m 1777 "$C/tmp" "$OUT"
-printf '%s\n' "Listen $C/cups.sock" "WebInterface No" "Browsing No" "DefaultAuthType None" \
-    "<Location />" "Order allow,deny" "Allow all" "</Location>" "<Policy default>" "<Limit All>" \
-    "Order deny,allow" "Allow all" "</Limit>" "</Policy>" >"$C/cupsd.conf"
-{
-    printf '%s\n' "ServerRoot $C" "ServerBin /usr/lib/cups" "DataDir /usr/share/cups" \
-        "RequestRoot $C/spool" "TempDir $C/tmp" "CacheDir $C/cache" "StateDir $C/state" \
-        "AccessLog $C/log/access_log" "ErrorLog $C/log/error_log" "PageLog $C/log/page_log" \
-        "FileDevice Yes" "Printcap"
-    [ "$(id -u)" = 0 ] || printf '%s\n' "User $(id -un)" "Group $(id -gn)" "SystemGroup $(id -gn)"
-} >"$C/cups-files.conf"
-cupsd -f -c "$C/cupsd.conf" -s "$C/cups-files.conf" >"$C/log/cupsd.out" 2>&1 &
-track $!
-export CUPS_SERVER=$C/cups.sock
-for ((i = 0; i < 100; i++)); do
-    [ "$(lpstat -r 2>/dev/null)" = "scheduler is running" ] && break
-    sleep 0.1
-done
-[ "$(lpstat -r 2>/dev/null)" = "scheduler is running" ] || die "the private CUPS scheduler did not start"
-PPD=$(lpinfo -m 2>/dev/null | awk '/Generic PDF Printer/ { print $1; exit }')
-[ -n "$PPD" ] || skip "no Generic PDF Printer driver (cups-filters) for the queue"
-lpadmin -p korvanpdf -E -v "file://$OUT/job.pdf" -m "$PPD" 2>/dev/null && lpadmin -d korvanpdf ||
-    die "lpadmin could not create the default queue"
+OUT=$E2E_TMP/out
+mkdir -p "$E2E_TMP/home"
+start_cups
+add_pdf_queue korvanpdf "$OUT" && lpadmin -d korvanpdf || die "lpadmin could not create the default queue"
 start_xvfb
 export HOME=$E2E_TMP/home # no lpoptions or print settings of the caller
 

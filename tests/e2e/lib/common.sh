@@ -116,3 +116,37 @@ wait_pixels() {
     done
     return 1
 }
+
+# A private CUPS scheduler on a socket of its own (CUPS_SERVER is exported), so that
+# no queue or job of the machine's own scheduler is touched. Needs cupsd and lpstat.
+start_cups() {
+    local i
+    C=$E2E_TMP/cups
+    # The scheduler's filters run as an unprivileged user when it runs as root.
+    chmod 755 "$E2E_TMP"
+    mkdir -p "$C"/{spool,cache,state,log} && mkdir -p -m 1777 "$C/tmp"
+    printf '%s\n' "Listen $C/cups.sock" "WebInterface No" "Browsing No" "DefaultAuthType None" \
+        "<Location />" "Order allow,deny" "Allow all" "</Location>" "<Policy default>" "<Limit All>" \
+        "Order deny,allow" "Allow all" "</Limit>" "</Policy>" >"$C/cupsd.conf"
+    {
+        printf '%s\n' "ServerRoot $C" "ServerBin /usr/lib/cups" "DataDir /usr/share/cups" \
+            "RequestRoot $C/spool" "TempDir $C/tmp" "CacheDir $C/cache" "StateDir $C/state" \
+            "AccessLog $C/log/access_log" "ErrorLog $C/log/error_log" "PageLog $C/log/page_log" \
+            "FileDevice Yes" "Printcap"
+        [ "$(id -u)" = 0 ] || printf '%s\n' "User $(id -un)" "Group $(id -gn)" "SystemGroup $(id -gn)"
+    } >"$C/cups-files.conf"
+    cupsd -f -c "$C/cupsd.conf" -s "$C/cups-files.conf" >"$C/log/cupsd.out" 2>&1 &
+    track $!
+    export CUPS_SERVER=$C/cups.sock
+    T=100 poll eval '[ "$(lpstat -r 2>/dev/null)" = "scheduler is running" ]' ||
+        die "the private CUPS scheduler did not start"
+    CUPS_PDF_PPD=$(lpinfo -m 2>/dev/null | awk '/Generic PDF Printer/ { print $1; exit }')
+    [ -n "$CUPS_PDF_PPD" ] || skip "no Generic PDF Printer driver (cups-filters) for the queue"
+}
+
+# add_pdf_queue NAME DIR: a queue of the private scheduler whose jobs land as PDF in
+# DIR/job.pdf (the Generic PDF Printer driver of cups-filters with a file: device).
+add_pdf_queue() {
+    mkdir -p -m 1777 "$2"
+    lpadmin -p "$1" -E -v "file://$2/job.pdf" -m "$CUPS_PDF_PPD" 2>/dev/null
+}
