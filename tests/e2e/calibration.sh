@@ -69,7 +69,6 @@ box "$w/plain.pdf" 10 10 100 50
 check "PDF runs with --calibration" "$batch" --pdf "$w/cal.pdf" --calibration $q "${form[@]}"
 box "$w/cal.pdf" 12 8.5 100 50
 
-
 # Bad files: one line, and the run prints uncalibrated.
 cp "$ini" "$w/good.ini"
 bad_files=("[$q]\nshift_x=nan\n" "[$q]\nstretch_x=abc\n" "[$q]\nstretch_y=7\n" "[$q\nshift_x=1\n" "\x01\xff\x00junk")
@@ -121,7 +120,7 @@ words = re.findall(r'xMin="([\d.]+)" yMin="([\d.]+)" xMax="([\d.]+)" yMax="([\d.
                    html)
 out = []
 for edge in "LRTB":
-    size, length = (W, H) if edge in "LR" else (H, W)  # across, along
+    length = H if edge in "LR" else W  # along the edge
     def dark(a, b):  # a-th pixel from the edge, b-th along it
         x, y = {"L": (a, b), "R": (W - 1 - a, b), "T": (b, a), "B": (b, H - 1 - a)}[edge]
         return pix[y * W + x] < 128
