@@ -1,6 +1,7 @@
 // korvan-batch: the print run of PRINT mode without a window or a dialog, for the
 // systems that print forms unattended. Pages go to a PDF file, to PNG images or
 // straight to a named print queue.
+#include "batch/calibrate.h"
 #include "batch/outputs.h"
 #include "core/qx_z.h"
 #include "core/version.h"
@@ -97,6 +98,9 @@ int main(int argc, char** argv) {
     parser.addOptions({help_option, version_option, pdf_option, png_option, dpi_option,
                        printer_option, start_option, end_option, test_data_option, encoding_option,
                        check_option});
+    // Printer calibration: its commands and the calibration of a run (batch/calibrate.cpp).
+    const batch::calibration_options_l calibration;
+    calibration.add_to_v(parser);
     parser.addPositionalArgument(QStringLiteral("DATA"), QStringLiteral("The data file."));
     parser.addPositionalArgument(QStringLiteral("LAYOUT"), QStringLiteral("The layout file."));
 
@@ -105,6 +109,8 @@ int main(int argc, char** argv) {
         std::fputs(qPrintable(parser.helpText()), stdout);
         return EXIT_OK;
     }
+
+    if (calibration.command_b(parser)) return calibration.run_i(parser);
 
     const bool check = parser.isSet(check_option);
     const QStringList positional = parser.positionalArguments();
@@ -156,6 +162,10 @@ int main(int argc, char** argv) {
     form_l form(ctx);
     form.setup_v();
     if (form.error_flag == 1 || check) return form.error_flag == 1 ? EXIT_ERRORS : EXIT_OK;
+
+    if (!calibration.apply_b(
+            parser, form, parser.isSet(printer_option) ? parser.value(printer_option) : QString()))
+        return EXIT_ERRORS;
 
     batch::progress_l progress;
     bool ok;

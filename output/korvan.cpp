@@ -3,6 +3,7 @@
 #include "output/korvan.h"
 
 #include "core/textfile.h"
+#include "output/calibration.h"
 
 #include <QKeyEvent>
 #include <QPainter>
@@ -105,6 +106,8 @@ bool korvan_l::print_pages_b() {
         return false;
     }
     painter = &printer_painter;
+    // The queue chosen in the dialog moves and stretches everything drawn on it.
+    calibration_l::printing_n(printer.printerName(), QStringLiteral("korvan")).apply_v(this);
     bool printed = true;
     if (error_flag == 1)
         display_print_b(0, 0, 1.0f); // the error screen, as shown: one sheet
@@ -113,6 +116,7 @@ bool korvan_l::print_pages_b() {
     else
         print_v(nullptr);
     printer_painter.end();
+    calibration_l().apply_v(this); // the preview is not calibrated
     painter = outer;
     printing_flag = 0;
     return printed;
