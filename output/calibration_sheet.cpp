@@ -58,6 +58,9 @@ QFont font_n(QPainter* painter, double mm) {
     QFont font(QStringLiteral("IPAPGothic"));
     // A point is a device unit on a 72 dpi device; the painter draws in millimetres.
     font.setPointSizeF(mm * 72.0 / painter->device()->logicalDpiY());
+    // The sheet is laid out at a few device units a character: advances rounded to them
+    // would space the letters unevenly once printed at the printer's resolution.
+    font.setHintingPreference(QFont::PreferNoHinting);
     return font;
 }
 
