@@ -6,6 +6,7 @@
 #include <QBuffer>
 #include <QImageReader>
 #include <QPainter>
+#include <QRegularExpression>
 #include <QtEndian>
 #include <cctype>
 #include <cmath>
@@ -288,6 +289,11 @@ private slots:
         }
         QCOMPARE(run_tool(batch, QStringList{"--pdf", dir.filePath("sizes.pdf")} + files).status,
                  0);
+        // The PDF holds each legend as text, in symbol order.
+        const QString text =
+            QString(run_tool("pdftotext", {"-raw", dir.filePath("sizes.pdf"), "-"}).out)
+                .remove(QRegularExpression("\\s"));
+        QCOMPARE(text, QString("490123456789449012347400638133393112345670*C019M**D254O**E300H*"));
         QCOMPARE(run_tool("pdftoppm", {"-r", "300", "-png", "-singlefile",
                                        dir.filePath("sizes.pdf"), dir.filePath("pdf300")})
                      .status,
