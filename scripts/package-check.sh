@@ -118,6 +118,9 @@ for page in korvan korvan-batch; do
         fail "man -w $page does not find /usr/share/man/man1/$page.1.gz"
 done
 
+in_tree bash -n /usr/share/bash-completion/completions/korvan-batch ||
+    fail "the completion of korvan-batch is missing or not bash"
+
 # The VERSION request, without a display, with and without the work directory.
 made_work_dir=0
 [ -d "$tree/home/Q/TMP" ] || { mkdir -p "$tree/home/Q/TMP" && made_work_dir=1; }
