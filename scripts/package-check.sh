@@ -122,13 +122,16 @@ in_tree bash -n /usr/share/bash-completion/completions/korvan-batch ||
     fail "the completion of korvan-batch is missing or not bash"
 
 # The VERSION request, without a display, with and without the work directory.
-made_work_dir=0
-[ -d "$tree/home/Q/TMP" ] || { mkdir -p "$tree/home/Q/TMP" && made_work_dir=1; }
+made_work_dir=""
+for dir in /home/Q /home/Q/TMP; do
+    [ -n "$made_work_dir" ] || [ -d "$tree$dir" ] || made_work_dir=$tree$dir
+done
+mkdir -p "$tree/home/Q/TMP"
 rm -f "$tree/home/Q/TMP/VERSION_KORVAN.TXT"
 in_tree korvan VERSION VERSION || fail "korvan VERSION VERSION: status $?"
 printf '14\n' | cmp -s - "$tree/home/Q/TMP/VERSION_KORVAN.TXT" ||
     fail "korvan VERSION VERSION did not write 14 to /home/Q/TMP/VERSION_KORVAN.TXT"
-((made_work_dir)) && rm -r "$tree/home/Q"
+[ -z "$made_work_dir" ] || rm -r "$made_work_dir"
 [ "$(in_tree korvan-batch --version)" = "korvan-batch 37/8.0.17 (layout VERSION 14)" ] ||
     fail "korvan-batch --version says '$(in_tree korvan-batch --version 2>&1)'"
 
