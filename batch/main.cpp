@@ -109,6 +109,15 @@ int main(int argc, char** argv) {
         std::fputs(qPrintable(parser.helpText()), stdout);
         return EXIT_OK;
     }
+    // Answered before the file names are looked at, which it does not need.
+    if (parser.isSet(version_option)) {
+        const qx_version_l version(nullptr);
+        std::printf(
+            "korvan-batch %s (layout VERSION %d)\n",
+            qPrintable(qx_z_l::version_label_s(version.version_text, version.general_number)),
+            version.korvan_number);
+        return EXIT_OK;
+    }
 
     if (calibration.command_b(parser)) return calibration.run_i(parser);
 
@@ -153,10 +162,6 @@ int main(int argc, char** argv) {
     args.push_back(nullptr);
 
     auto* ctx = new qx_z_l(QStringLiteral("KORVAN"), int(words.size()), args.data());
-    if (parser.isSet(version_option)) {
-        std::printf("korvan-batch %s\n", qPrintable(ctx->version_label));
-        return EXIT_OK;
-    }
     if (parser.isSet(encoding_option)) ctx->forced_encoding = parser.value(encoding_option);
 
     form_l form(ctx);
