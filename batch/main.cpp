@@ -155,6 +155,8 @@ int main(int argc, char** argv) {
 
     form_l form(ctx);
     form.setup_v();
+    const bool start_given = parser.isSet(start_option);
+    if (form.error_flag == 1) batch::explain_data_fault(form, start_given);
     if (form.error_flag == 1 || check) return form.error_flag == 1 ? EXIT_ERRORS : EXIT_OK;
 
     batch::progress_l progress;
@@ -166,5 +168,6 @@ int main(int argc, char** argv) {
     else
         ok = batch::print_to_printer(form, parser.value(printer_option), progress);
     progress.finish();
+    batch::explain_data_fault(form, start_given);
     return ok && form.error_flag == 0 ? EXIT_OK : EXIT_ERRORS;
 }
