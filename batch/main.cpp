@@ -57,14 +57,16 @@ int main(int argc, char** argv) {
         "  korvan-batch --check invoice.csv\n"
         "\n"
         "Exit status: 0 when every page was produced, 1 when the run found errors (each\n"
-        "one is a line on standard error), 2 when the command line is wrong."));
+        "one is a line on standard error, and the output is left as it was), 2 when the\n"
+        "command line is wrong."));
     const QCommandLineOption help_option({QStringLiteral("h"), QStringLiteral("help")},
                                          QStringLiteral("Show this help and exit."));
     const QCommandLineOption version_option(QStringLiteral("version"),
                                             QStringLiteral("Show the version and exit."));
-    const QCommandLineOption pdf_option(QStringLiteral("pdf"),
-                                        QStringLiteral("Write the pages to the PDF file FILE."),
-                                        QStringLiteral("FILE"));
+    const QCommandLineOption pdf_option(
+        QStringLiteral("pdf"),
+        QStringLiteral("Write the pages to the PDF file FILE ('-': standard output)."),
+        QStringLiteral("FILE"));
     const QCommandLineOption png_option(QStringLiteral("png"),
                                         QStringLiteral("Write one PNG image per page into DIR."),
                                         QStringLiteral("DIR"));
