@@ -217,6 +217,7 @@ bool print_to_printer(form_l& form, const QString& name, progress_l& progress) {
         form.paper_name.isEmpty() ? QString() : media_name_s(mm.width(), mm.height());
     const QString refused =
         print_file_s(name, spool.spool_path(), QStringLiteral("korvan-batch"), media);
+    if (refused.isEmpty()) output_complete_v();
     spool.remove_v();
     if (!refused.isEmpty()) {
         say(cannot + refused);

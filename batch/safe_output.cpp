@@ -250,6 +250,10 @@ void set_progress_line_open(bool open) {
     progress_line_open = open;
 }
 
+void output_complete_v() {
+    begin_commit();
+}
+
 void set_interrupt_note_v(const QString& text) {
     install_handlers();
     copy_note(text);
@@ -419,6 +423,7 @@ bool output_file_l::commit_b() {
     if (temporary_.isEmpty()) {
         if (fd_ != STDOUT_FILENO && fd_ >= 0 && ::close(fd_) != 0) fail_v(errno);
         fd_ = -1;
+        if (!failed_) begin_commit();
         return !failed_;
     }
     // A spool file is read back at once; a file that is the output must be on the disk

@@ -39,6 +39,9 @@ void remove_stale_temporaries_v(const QByteArray& dir);
 // What a signal that ends the run says after "korvan-batch: stopped by SIGTERM", when
 // no output of this file removes anything itself: "; nothing was sent to office".
 void set_interrupt_note_v(const QString& note);
+// The output is complete where it belongs (a job the print system took): a signal from
+// now on no longer stops the run, which ends as it stands.
+void output_complete_v();
 
 // The PDF's file, for QPdfWriter: buffered writes straight to the file descriptor, so
 // that every failure is seen with the system's reason, which is said once.
