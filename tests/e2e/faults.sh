@@ -44,8 +44,8 @@ expect() {
         fail "$desc: standard error: $(head -c 600 "$w/err")"
 }
 pages_of() { pdfinfo "$1" 2>/dev/null | awk '/^Pages:/ { print $2 }'; }
-# Every file under a directory, hidden ones too, with its checksum.
-state() { (cd "$1" && find . -type f -print0 | LC_ALL=C sort -z | xargs -0r md5sum); }
+# Everything under a directory, hidden entries too, and each file's checksum.
+state() { (cd "$1" && find . | LC_ALL=C sort && find . -type f -exec md5sum {} + | LC_ALL=C sort); }
 temporaries() { find "$1" -maxdepth 2 -name '.*.korvan-??????' "${@:2}"; }
 
 run --pdf "$w/three.pdf" "${three[@]}"
@@ -134,10 +134,20 @@ for sig in TERM KILL; do
     done
 done
 ((stopped >= 16)) || fail "only $stopped of 20 runs were stopped before they ended"
+# Page images: stopped once some pages are written, none of them may stay.
+mkdir "$w/png"
+"$batch" --png "$w/png" --dpi 100 "${all[@]}" 2>"$w/err" &
+pid=$!
+until [ -n "$(find "$w/png" -name 'page-00002.png')" ] || ! kill -0 "$pid" 2>/dev/null; do :; done
+kill -TERM "$pid"
+{ wait "$pid"; } 2>/dev/null
+rc=$?
+expect "SIGTERM during --png" 143 "korvan-batch: stopped by SIGTERM; no page was written to $w/png"
+[ -z "$(ls -A "$w/png")" ] || fail "SIGTERM during --png left $(ls -A "$w/png" | head -3)"
 run --pdf "$target" "${three[@]}"
 [ "$rc" = 0 ] && [ -z "$(temporaries "$k")" ] || fail "the run after the killed ones: status $rc, $(ls -A "$k")"
 
-# ---- Data errors: the specified line, one that says where, and nothing written ----
+# ---- Data errors: the error list's line, one that says where, and nothing written ----
 # 34 fields in 3 OFFSET copies take 102 values a page. Line 4 holds 11: page 4 takes
 # them and 91 of line 5, whose 11 left over stop the run before page 5.
 {
