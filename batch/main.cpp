@@ -58,14 +58,16 @@ int main(int argc, char** argv) {
         "  korvan-batch --check invoice.csv\n"
         "\n"
         "Exit status: 0 when every page was produced, 1 when the run found errors (each\n"
-        "one is a line on standard error), 2 when the command line is wrong."));
+        "one is a line on standard error, and the output is left as it was), 2 when the\n"
+        "command line is wrong."));
     const QCommandLineOption help_option({QStringLiteral("h"), QStringLiteral("help")},
                                          QStringLiteral("Show this help and exit."));
     const QCommandLineOption version_option(QStringLiteral("version"),
                                             QStringLiteral("Show the version and exit."));
-    const QCommandLineOption pdf_option(QStringLiteral("pdf"),
-                                        QStringLiteral("Write the pages to the PDF file FILE."),
-                                        QStringLiteral("FILE"));
+    const QCommandLineOption pdf_option(
+        QStringLiteral("pdf"),
+        QStringLiteral("Write the pages to the PDF file FILE ('-': standard output)."),
+        QStringLiteral("FILE"));
     const QCommandLineOption png_option(QStringLiteral("png"),
                                         QStringLiteral("Write one PNG image per page into DIR."),
                                         QStringLiteral("DIR"));
@@ -166,6 +168,8 @@ int main(int argc, char** argv) {
 
     form_l form(ctx);
     form.setup_v();
+    const bool start_given = parser.isSet(start_option);
+    if (form.error_flag == 1) batch::explain_data_fault(form, start_given);
     if (form.error_flag == 1 || check) return form.error_flag == 1 ? EXIT_ERRORS : EXIT_OK;
 
     if (!calibration.apply_b(
@@ -181,5 +185,6 @@ int main(int argc, char** argv) {
     else
         ok = batch::print_to_printer(form, parser.value(printer_option), progress);
     progress.finish();
+    batch::explain_data_fault(form, start_given);
     return ok && form.error_flag == 0 ? EXIT_OK : EXIT_ERRORS;
 }

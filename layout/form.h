@@ -236,6 +236,21 @@ public:
     int current_page = -1;
     int data_records_read = 0;
     QString error_location;
+    // Where the data stands, so that a caller can say where a data error lies: the
+    // page being printed or skipped with its first data line and that line's value
+    // count, the value count of the line last read (all of its values, however many
+    // the page keeps), the pages the data holds when it ended before the start page,
+    // the file's size when it was opened, and which fault stopped the run.
+    enum { DATA_FAULT_NONE, DATA_FAULT_PAGE_END, DATA_FAULT_BEFORE_START, DATA_FAULT_SHRANK };
+    struct page_start_l {
+        int page = 0;
+        int line = 0;
+        qint64 values = 0;
+    } page_start;
+    qint64 line_values = 0;
+    int data_pages_held = -1;
+    qint64 data_size_at_open = -1;
+    int data_fault = DATA_FAULT_NONE;
 
     // Page renderer.
     QPainter* painter = nullptr;

@@ -4,6 +4,7 @@
 
 #include "core/textfile.h"
 #include "output/calibration.h"
+#include "output/queue.h"
 
 #include <QKeyEvent>
 #include <QPainter>
@@ -92,6 +93,20 @@ bool korvan_l::print_pages_b() {
     printer.setResolution(72);
     printer.setFullPage(true);
 
+    // A queue that cannot print now gets no job (a disabled one would keep it unprinted).
+    const bool to_queue = printer.outputFormat() == QPrinter::NativeFormat;
+    const auto not_ready = [&](const QString& why) {
+        error_prefix.clear();
+        ctx->message = QStringLiteral("Printer (") + printer.printerName() +
+                       QStringLiteral(") not ready: ") + why;
+        add_err_v(0);
+        return false;
+    };
+    if (to_queue) {
+        const QString problem = queue_problem_s(printer.printerName());
+        if (!problem.isEmpty()) return not_ready(problem);
+    }
+
     QPainter* const outer = painter;
     printing_flag = 1;
     QPainter printer_painter;
@@ -119,6 +134,11 @@ bool korvan_l::print_pages_b() {
     calibration_l().apply_v(this); // the preview is not calibrated
     painter = outer;
     printing_flag = 0;
+    // The job was handed to the print system as the painter ended.
+    if (to_queue) {
+        const QString refused = job_problem_s(printer.printerName());
+        if (!refused.isEmpty()) return not_ready(refused);
+    }
     return printed;
 }
 

@@ -10,7 +10,7 @@ packages=(
     fonts-ipafont-gothic fonts-ipafont-mincho
     zbar-tools zint poppler-utils qpdf
     xvfb xdotool x11-apps imagemagick
-    cups printer-driver-cups-pdf
+    cups libcups2-dev printer-driver-cups-pdf
     python3
 )
 # `make bench` also needs Google Benchmark; the build and the tests do not.
