@@ -111,6 +111,14 @@ void explain_data_fault(const form_l& form, bool start_given) {
             say(QStringLiteral("korvan-batch: --start ") + QString::number(form.start_page) +
                 QStringLiteral(", but the data holds ") + QString::number(held) +
                 (held == 1 ? QStringLiteral(" page") : QStringLiteral(" pages")));
+    } else if (form.data_fault == form_l::DATA_FAULT_DRAWING) {
+        // The error line names the value but not the page: a value that a short line
+        // before it pushed into the wrong field is found from the page's first line.
+        say(QStringLiteral("korvan-batch: the run stopped on page ") +
+            QString::number(form.page_start.page) +
+            (per_page > 0 ? QStringLiteral(", whose values begin on data line ") +
+                                QString::number(form.page_start.line)
+                          : QString()));
     } else if (form.data_fault == form_l::DATA_FAULT_SHRANK && form.data_reader &&
                form.data_reader->file) {
         say(QStringLiteral("korvan-batch: the data file shrank from ") +

@@ -397,8 +397,10 @@ bool output_file_l::create_temporary_b(const QByteArray& dir, const QByteArray& 
 
 qint64 output_file_l::writeData(const char* data, qint64 size) {
     if (failed_) return size; // said once; the run stops at the next page
+    // The PDF engine writes many small pieces: they go to the file 16 KiB at a time,
+    // few system calls, and the file grows steadily as the pages are written.
     buffer_.append(data, size);
-    if (buffer_.size() >= (1 << 16)) flush_b();
+    if (buffer_.size() >= (1 << 14)) flush_b();
     return size;
 }
 

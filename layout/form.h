@@ -240,8 +240,15 @@ public:
     // page being printed or skipped with its first data line and that line's value
     // count, the value count of the line last read (all of its values, however many
     // the page keeps), the pages the data holds when it ended before the start page,
-    // the file's size when it was opened, and which fault stopped the run.
-    enum { DATA_FAULT_NONE, DATA_FAULT_PAGE_END, DATA_FAULT_BEFORE_START, DATA_FAULT_SHRANK };
+    // the file's size when it was opened, and which fault stopped the run (DRAWING: a
+    // page could not be drawn, most often for a value it took).
+    enum {
+        DATA_FAULT_NONE,
+        DATA_FAULT_PAGE_END,
+        DATA_FAULT_BEFORE_START,
+        DATA_FAULT_SHRANK,
+        DATA_FAULT_DRAWING
+    };
     struct page_start_l {
         int page = 0;
         int line = 0;

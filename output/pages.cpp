@@ -62,6 +62,7 @@ void form_l::print_v(const new_page_fn& new_page) {
     if (!display_print_b(0, 0, 1.0f)) {
         error_flag = 1;
         last_page_reached = 1;
+        if (data_fault == DATA_FAULT_NONE) data_fault = DATA_FAULT_DRAWING;
         return;
     }
     if (mode != MODE_PRINT) {

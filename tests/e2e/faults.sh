@@ -157,6 +157,9 @@ run --pdf "$target" "${three[@]}"
 awk 'BEGIN { for (r = 1; r <= 6; r++) { n = r == 4 ? 11 : 102
     for (v = 1; v <= n; v++) printf "L%dV%d%s", r, v, v < n ? "\t" : "\n" } }' >"$w/d102.tsv"
 head -n 3 "$w/d102.tsv" >"$w/d3.tsv"
+# A text and a JAN: line 2 is short, so page 2's JAN takes line 3's text.
+printf 'DATA,,,5,30,10,\nJAN,,0.3,15,10,10\n' >"$w/jan.csv"
+printf 'A1\t4901234567894\nA2\nA3\t4901234567894\n' >"$w/jan.tsv"
 short="korvan-batch: data line 4 holds 11 values; page 4 takes 102 (the layout's 34 data fields times its 3 OFFSET copies), so it took 91 of line 5's 102 values"
 cp "$w/three.pdf" "$w/data.pdf"
 while IFS='|' read -r desc first second args; do
@@ -166,6 +169,7 @@ while IFS='|' read -r desc first second args; do
 done <<EOF
 a short line| Page End data Count(102) Error|$short|$w/d102.tsv $w/f102.csv
 a short line before the start|データ[1] Page End data Count Error|$short|--start 6 $w/d102.tsv $w/f102.csv
+a value the JAN cannot draw|データ[1] jan length 8 or 13 error (A3)|korvan-batch: the run stopped on page 2, whose values begin on data line 2|$w/jan.tsv $w/jan.csv
 a start beyond the data|データ[1] Data Count Error|korvan-batch: --start 9, but the data holds 3 pages|--start 9 $w/d3.tsv $w/f102.csv
 EOF
 

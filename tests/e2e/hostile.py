@@ -156,11 +156,13 @@ def page_end(n):
         "error lines %r, expected one ending in %r and where" % (shorten(lines), message)
 
 
-def drawing_error(message):
-    """An error found while drawing a page, after the location of the last error set."""
-    return lambda lines: None if len(lines) == 1 and re.fullmatch(
-        r"(%s)? ?%s" % (re.escape(DATA1), re.escape(message)), lines[0]) else \
-        "error lines %r, expected one ending in %r" % (shorten(lines), shorten([message]))
+def drawing_error(message, where):
+    """An error found while drawing a page, after the location of the last error set,
+    then korvan-batch's line that names the page."""
+    return lambda lines: None if len(lines) == 2 and re.fullmatch(
+        r"(%s)? ?%s" % (re.escape(DATA1), re.escape(message)), lines[0]) and \
+        lines[1] == "korvan-batch: the run stopped on page " + where else \
+        "error lines %r, expected one ending in %r and where" % (shorten(lines), shorten([message]))
 
 
 def pages_show(expected):
@@ -428,10 +430,10 @@ case("a Shift-JIS character cut at the end of the files",
 
 digits = "".join(str(i % 10) for i in range(10000))
 case("a JAN of 10,000 digits", Run([one_line, write("jan.csv", "JAN,%s,0.3,15,10,10\n" % digits)]),
-     1, drawing_error("jan length 8 or 13 error (%s)" % digits))
+     1, drawing_error("jan length 8 or 13 error (%s)" % digits, "1"))
 case("a JAN of 10,000 digits from the data",
      Run([write("jan.tsv", digits + "\n"), write("jan-data.csv", "JAN,,0.3,15,10,10\n")]),
-     1, drawing_error("jan length 8 or 13 error (%s)" % digits))
+     1, drawing_error("jan length 8 or 13 error (%s)" % digits, "1, whose values begin on data line 1"))
 case("a CODE39 of 10,000 characters",
      Run([one_line, write("code39.csv", "CODE39,%s,0.3,10,10,10,3,0,0\n" % ("A" * 10000))]),
      0, [], page_count(1))
