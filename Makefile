@@ -4,7 +4,8 @@ BUILD ?= build
 JOBS ?= 2
 CMAKE_FLAGS ?= -DCMAKE_BUILD_TYPE=RelWithDebInfo
 
-.PHONY: all deps configure build check demo clean format fuzz fuzz-run check-asan bench
+.PHONY: all deps configure build check demo clean format fuzz fuzz-run check-asan bench \
+	install package
 
 all: build
 
@@ -85,3 +86,23 @@ fuzz:
 
 fuzz-run: fuzz
 	fuzz/run.sh $(FUZZ_BUILD) $(FUZZ_SECONDS) $(FUZZ_JOBS)
+
+# Installing. `make install` puts korvan and korvan-batch in PREFIX/bin, their manual
+# pages in section 1, the user's guide and the examples in PREFIX/share/doc/korvan and
+# the completion of korvan-batch's options where bash-completion finds it; with
+# DESTDIR=DIR everything lands under DIR instead of /, for staging.
+# `make package` makes the Debian package $(BUILD)/korvan_VERSION_ARCH.deb (CPack, with
+# the library dependencies from dpkg-shlibdeps) and has lintian judge it: an error
+# fails the target, warnings are listed. `apt install ./$(BUILD)/korvan_*.deb` installs
+# it with everything it needs.
+PREFIX ?= /usr/local
+DESTDIR ?=
+
+install: build
+	DESTDIR="$(DESTDIR)" cmake --install $(BUILD) --prefix "$(PREFIX)"
+
+package: build
+	@scripts/install-deps.sh --package
+	rm -f $(BUILD)/korvan_*.deb
+	cd $(BUILD) && cpack -G DEB
+	lintian --fail-on error --display-info $(BUILD)/korvan_*.deb

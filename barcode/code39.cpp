@@ -1,5 +1,5 @@
-// CODE39 bar codes: the modulo-43 check character, the start/stop framing and the bars,
-// each bar one vertical line whose pen is as wide as the bar.
+// CODE39 bar codes: the modulo-43 check character, the start/stop framing, the bars
+// (filled rectangles whose edges lie exactly where the elements put them) and the text.
 #include "barcode/bars.h"
 #include "layout/form.h"
 
@@ -59,15 +59,9 @@ bool form_l::code39_b(float x_offset, float y_offset, float scale, const QString
     const qx_print_l* item = current_item;
     if (!item) return true;
 
-    // A thin bar width of 0 or less counts as 0: the symbol collapses into one hair-line,
-    // visibly wrong rather than drawn at a guessed size.
-    const float narrow = (item->num5 > 0 ? item->num5 : 0.0f) * scale;
-    const float wide = 2.5f * narrow;
-    ctx->clear_pe_v(&pens);
-    ctx->add_pe(&pens, barcode::bar_pen(this, narrow));
-    ctx->add_pe(&pens, barcode::bar_pen(this, wide));
-    const QPen narrow_pen = ctx->at_pe(&pens, 0);
-    const QPen wide_pen = ctx->at_pe(&pens, 1);
+    // A thin bar width of 0 or less counts as 0: the symbol has no bars to draw.
+    const double narrow = double(item->num5 > 0 ? item->num5 : 0.0f) * double(scale);
+    const double wide = 2.5 * narrow;
 
     // A text framed by the layout is taken as it stands, with whatever check character
     // it carries; anything else gets the start/stop characters and a check character.
@@ -76,17 +70,15 @@ bool form_l::code39_b(float x_offset, float y_offset, float scale, const QString
                              ctx->ends_with_b(text, QStringLiteral("*"))))
         framed = QLatin1Char('*') + text + ctx->code39_s(text) + QLatin1Char('*');
 
-    const float left = (x_offset + item->num1) * scale;
+    const double left = double(x_offset + item->num1) * double(scale);
     const float top = (y_offset + item->num2) * scale;
     const float bottom = (item->num2 + item->num6 + y_offset) * scale;
-    work_left = left;
+    work_left = float(left);
     work_top = top;
     work_bottom = bottom;
 
-    // x walks along the bar centres; carry is the distance from the last centre to the
-    // left edge of the next bar (half the last bar plus the space after it).
-    float x = left;
-    float carry = 0.0f;
+    // x is the left edge of the next element; each character ends with a narrow gap.
+    double x = left;
     for (int pos = 0; pos < framed.size(); ++pos) {
         const int k = int(pattern_alphabet.indexOf(framed.at(pos)));
         if (k < 0) {
@@ -98,22 +90,24 @@ bool form_l::code39_b(float x_offset, float y_offset, float scale, const QString
         const int* bars = bar_rows[k < 40 ? k % 10 + 1 : 0];
         const int* spaces = space_rows[k < 40 ? k / 10 + 4 : k - 40];
         for (int i = 0; i < 5; ++i) {
-            const float bar = bars[i] ? wide : narrow;
-            x += carry + bar / 2;
-            draw_line_v(bars[i] ? wide_pen : narrow_pen, x, top, x, bottom);
-            carry = bar / 2 + (spaces[i] ? wide : narrow);
+            const double bar = bars[i] ? wide : narrow;
+            draw_bar_v(x, x + bar, top, bottom);
+            x += bar + (spaces[i] ? wide : narrow);
         }
     }
-    work_right = x;
+    // The right edge of the last bar, without the gap after it.
+    work_right = float(framed.isEmpty() ? left : x - narrow);
 
-    // The text, start/stop and check character included, sits on the bar code's
-    // lower-left corner. A bar code is not a "_FIX" item, whatever the item before it
-    // was, so its characters take their own advances.
+    // The text, start/stop and check character included, stands under the bars from the
+    // symbol's left edge: its top at the bars' bottom, its baseline one character size
+    // lower. A bar code is not a "_FIX" item, whatever the item before it was, so its
+    // characters take their own advances.
     if (item->num7 != 0) {
-        const QFont font = new_font_n(barcode_font_family(), item->num7 * scale, QString());
+        const float size = item->num7 * scale;
+        const QFont font = new_font_n(barcode_font_family(), size, QString());
         const int saved_fix_flag = fix_flag;
         fix_flag = 0;
-        draw_h_string_v(0.0f, framed, font, black_brush, (x_offset + item->num1) * scale, bottom);
+        draw_h_string_v(0.0f, framed, font, black_brush, float(left), bottom + size);
         fix_flag = saved_fix_flag;
     }
     return true;

@@ -1,7 +1,12 @@
 // JAN bar codes (EAN-13 and EAN-8): the modulo-10 check digit, the bars and the
-// human-readable digits. Each bar is one vertical line drawn with a pen as wide as the bar.
+// human-readable digits. Bars are filled rectangles whose edges lie exactly where the
+// modules put them; each digit stands on its own under the 7 modules that encode it.
 #include "barcode/bars.h"
 #include "layout/form.h"
+#include "render/text_cache.h"
+
+#include <QPainter>
+#include <cmath>
 
 namespace {
 
@@ -58,28 +63,23 @@ int form_l::jan_b(float x_offset, float y_offset, float scale, const QString& te
         return 0;
     }
 
-    const float module = item->num5 * scale;
-    ctx->clear_pe_v(&pens);
-    for (int k = 0; k <= 4; ++k)
-        ctx->add_pe(&pens, barcode::bar_pen(this, float(k) * module));
-
+    // Module edges are summed in double: the 95th module of a symbol ends exactly 95
+    // modules from its origin.
+    const double module = double(item->num5) * double(scale);
     const float height = zero_float_f(item->num6);
-    const float left = (x_offset + item->num1) * scale;
+    const double left = double(x_offset + item->num1) * double(scale);
     const float top = (y_offset + item->num2) * scale;
     const float guard_bottom = (y_offset + item->num2 + height) * scale;
     const float data_bottom = (y_offset + item->num2 + height - 7.5f * item->num5) * scale;
-    work_left = left;
+    work_left = float(left);
     work_top = top;
     work_bottom = guard_bottom;
 
-    // x is the left edge of the next element. Bars are drawn at their centres.
-    float x = left;
+    // x is the left edge of the next element.
+    double x = left;
     auto element = [&](int modules, bool is_bar, float bottom) {
-        const float width = float(modules) * module;
-        if (is_bar) {
-            const float centre = x + width / 2;
-            draw_line_v(ctx->at_pe(&pens, modules), centre, top, centre, bottom);
-        }
+        const double width = modules * module;
+        if (is_bar) draw_bar_v(x, x + width, top, bottom);
         x += width;
     };
     auto convert_error = [&](int pos) {
@@ -96,20 +96,20 @@ int form_l::jan_b(float x_offset, float y_offset, float scale, const QString& te
     if (ean13 && !is_jan_digit(value.at(0))) return convert_error(0);
     const int* parity = first_digit_parity[ean13 ? value.at(0).unicode() - '0' : 0];
 
+    // Where each digit's 7 modules begin; an EAN-13's first digit has the 7 modules
+    // before the start guard.
+    double digit_left[13];
+    if (ean13) digit_left[0] = left - 7 * module;
     for (int i = 0; i < 3; ++i)
         element(normal_guard[i], i % 2 == 0, guard_bottom);
-    const float left_start = x;
-    float centre_x = x;
-    float right_start = x;
     for (int pos = first_encoded; pos < value.size(); ++pos) {
         if (pos == centre_before) {
-            centre_x = x;
             for (int i = 0; i < 5; ++i)
                 element(centre_guard[i], i % 2 == 1, guard_bottom);
-            right_start = x;
         }
         const QChar c = value.at(pos);
         if (!is_jan_digit(c)) return convert_error(pos);
+        digit_left[pos] = x;
         const int* widths = digit_widths[c.unicode() - '0'];
         if (pos >= centre_before) {
             for (int i = 0; i < 4; ++i)
@@ -124,27 +124,48 @@ int form_l::jan_b(float x_offset, float y_offset, float scale, const QString& te
     }
     for (int i = 0; i < 3; ++i)
         element(normal_guard[i], i % 2 == 0, guard_bottom);
-    work_right = x;
+    work_right = float(x);
 
-    // The digits: one pitch per digit, the first digit of an EAN-13 left of the start
-    // guard, each half under its own bars.
-    float pitch = (centre_x - left_start) / float(per_half);
-    float double_pitch = 2 * pitch;
-    if (pitch <= 0) {
-        pitch = 0.1f;
-        double_pitch = 0.1f;
-    }
-    const QFont font = new_font_n(barcode_font_family(), 0.975f * double_pitch, QString());
-    const float baseline = (y_offset + item->num2 + height) * scale - pitch;
-    const int saved_fix_flag = fix_flag;
-    fix_flag = 0;
-    if (ean13)
-        draw_h_string_v(0.0f, value.left(1), font, black_brush,
-                        (x_offset + item->num1) * scale - 1.25f * pitch, baseline);
-    draw_h_string_v(0.0f, value.mid(first_encoded, per_half), font, black_brush,
-                    left_start - 0.25f * pitch, baseline);
-    draw_h_string_v(0.0f, value.mid(centre_before, per_half), font, black_brush,
-                    right_start - 0.25f * pitch, baseline);
-    fix_flag = saved_fix_flag;
+    draw_jan_digits_v(value, digit_left, module, data_bottom, guard_bottom);
     return 1;
+}
+
+// The digits, one by one, in the band that the guard bars leave below the data bars:
+// the layout's default font, plain, at the largest size whose digits are no taller than
+// the band (less a gap of 3/4 module under the bars) and no wider than 6 modules, each
+// digit's ink centred on its modules. The digits go to the painter as one glyph run,
+// so that a PDF holds them as text, in symbol order.
+void form_l::draw_jan_digits_v(const QString& value, const double* digit_left, double module,
+                               float band_top, float band_bottom) {
+    if (!painter || !painter->isActive() || !(module > 0) || !std::isfinite(module)) return;
+    const text_cache_l::digits_l& digits = text_cache_l::of(this).digits(barcode_font_family());
+    if (!digits.valid) return;
+
+    const double module_dev = device_x(digit_left[0] + module) - device_x(digit_left[0]);
+    const double band_top_dev = device_y(band_top) + 0.75 * module_dev;
+    const double band_bottom_dev = device_y(band_bottom);
+    const double room = band_bottom_dev - band_top_dev;
+    // Pixel size of the font, in device units: the digits' ink scales with it.
+    const double size = std::min(room / digits.ink_height, 6 * module_dev / digits.ink_width);
+    // A symbol too small to see, or larger than any sheet: no digits.
+    if (!(size >= 0.5 && size <= 20000)) return;
+    const double baseline =
+        band_top_dev + (room - digits.ink_height * size) / 2 - digits.ink_top * size;
+
+    QRawFont raw = digits.raw;
+    raw.setPixelSize(size);
+    std::vector<quint32> glyphs;
+    std::vector<QPointF> positions;
+    for (int pos = 0; pos < value.size(); ++pos) {
+        const int d = value.at(pos).unicode() - '0';
+        const double centre = device_x(digit_left[pos] + 3.5 * module);
+        glyphs.push_back(digits.glyph[d]);
+        positions.emplace_back(centre - digits.ink_centre[d] * size, baseline);
+    }
+    QGlyphRun run;
+    run.setRawFont(raw);
+    run.setGlyphIndexes(QList<quint32>(glyphs.begin(), glyphs.end()));
+    run.setPositions(QList<QPointF>(positions.begin(), positions.end()));
+    painter->setPen(QColor(0, 0, 0));
+    painter->drawGlyphRun(QPointF(0, 0), run);
 }

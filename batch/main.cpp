@@ -1,6 +1,7 @@
 // korvan-batch: the print run of PRINT mode without a window or a dialog, for the
 // systems that print forms unattended. Pages go to a PDF file, to PNG images or
 // straight to a named print queue.
+#include "batch/calibrate.h"
 #include "batch/outputs.h"
 #include "core/qx_z.h"
 #include "core/version.h"
@@ -57,14 +58,16 @@ int main(int argc, char** argv) {
         "  korvan-batch --check invoice.csv\n"
         "\n"
         "Exit status: 0 when every page was produced, 1 when the run found errors (each\n"
-        "one is a line on standard error), 2 when the command line is wrong."));
+        "one is a line on standard error, and the output is left as it was), 2 when the\n"
+        "command line is wrong."));
     const QCommandLineOption help_option({QStringLiteral("h"), QStringLiteral("help")},
                                          QStringLiteral("Show this help and exit."));
     const QCommandLineOption version_option(QStringLiteral("version"),
                                             QStringLiteral("Show the version and exit."));
-    const QCommandLineOption pdf_option(QStringLiteral("pdf"),
-                                        QStringLiteral("Write the pages to the PDF file FILE."),
-                                        QStringLiteral("FILE"));
+    const QCommandLineOption pdf_option(
+        QStringLiteral("pdf"),
+        QStringLiteral("Write the pages to the PDF file FILE ('-': standard output)."),
+        QStringLiteral("FILE"));
     const QCommandLineOption png_option(QStringLiteral("png"),
                                         QStringLiteral("Write one PNG image per page into DIR."),
                                         QStringLiteral("DIR"));
@@ -97,6 +100,9 @@ int main(int argc, char** argv) {
     parser.addOptions({help_option, version_option, pdf_option, png_option, dpi_option,
                        printer_option, start_option, end_option, test_data_option, encoding_option,
                        check_option});
+    // Printer calibration: its commands and the calibration of a run (batch/calibrate.cpp).
+    const batch::calibration_options_l calibration;
+    calibration.add_to_v(parser);
     parser.addPositionalArgument(QStringLiteral("DATA"), QStringLiteral("The data file."));
     parser.addPositionalArgument(QStringLiteral("LAYOUT"), QStringLiteral("The layout file."));
 
@@ -105,6 +111,17 @@ int main(int argc, char** argv) {
         std::fputs(qPrintable(parser.helpText()), stdout);
         return EXIT_OK;
     }
+    // Answered before the file names are looked at, which it does not need.
+    if (parser.isSet(version_option)) {
+        const qx_version_l version(nullptr);
+        std::printf(
+            "korvan-batch %s (layout VERSION %d)\n",
+            qPrintable(qx_z_l::version_label_s(version.version_text, version.general_number)),
+            version.korvan_number);
+        return EXIT_OK;
+    }
+
+    if (calibration.command_b(parser)) return calibration.run_i(parser);
 
     const bool check = parser.isSet(check_option);
     const QStringList positional = parser.positionalArguments();
@@ -147,15 +164,17 @@ int main(int argc, char** argv) {
     args.push_back(nullptr);
 
     auto* ctx = new qx_z_l(QStringLiteral("KORVAN"), int(words.size()), args.data());
-    if (parser.isSet(version_option)) {
-        std::printf("korvan-batch %s\n", qPrintable(ctx->version_label));
-        return EXIT_OK;
-    }
     if (parser.isSet(encoding_option)) ctx->forced_encoding = parser.value(encoding_option);
 
     form_l form(ctx);
     form.setup_v();
+    const bool start_given = parser.isSet(start_option);
+    if (form.error_flag == 1) batch::explain_data_fault(form, start_given);
     if (form.error_flag == 1 || check) return form.error_flag == 1 ? EXIT_ERRORS : EXIT_OK;
+
+    if (!calibration.apply_b(
+            parser, form, parser.isSet(printer_option) ? parser.value(printer_option) : QString()))
+        return EXIT_ERRORS;
 
     batch::progress_l progress;
     bool ok;
@@ -166,5 +185,6 @@ int main(int argc, char** argv) {
     else
         ok = batch::print_to_printer(form, parser.value(printer_option), progress);
     progress.finish();
+    batch::explain_data_fault(form, start_given);
     return ok && form.error_flag == 0 ? EXIT_OK : EXIT_ERRORS;
 }

@@ -1,13 +1,16 @@
 #include "batch/outputs.h"
 
+#include "batch/safe_output.h"
+#include "core/textfile.h"
 #include "layout/form.h"
+#include "output/queue.h"
 
+#include <QBuffer>
 #include <QDir>
 #include <QImage>
 #include <QPageLayout>
 #include <QPainter>
 #include <QPdfWriter>
-#include <QPrinter>
 #include <QPrinterInfo>
 #include <cstdio>
 #include <functional>
@@ -17,10 +20,10 @@ namespace batch {
 
 namespace {
 
-// The paper of the layout, or A4 when it names none that has a size (a printer would
-// keep its own paper; a file has none of its own).
-QPageLayout page_layout_of(form_l& form) {
-    QPageSize size(QPageSize::A4);
+// The paper of the layout, or `fallback` when it names none that has a size: A4 for a
+// file, which has no paper of its own, the queue's own paper for a printer.
+QPageLayout page_layout_of(form_l& form, const QPageSize& fallback = QPageSize(QPageSize::A4)) {
+    QPageSize size = fallback;
     if (!form.paper_name.isEmpty()) {
         const QPageSize named = form.media_size_n(form.paper_name);
         if (named.isValid() && named.id() != QPageSize::Custom) size = named;
@@ -41,7 +44,7 @@ bool run_test_data_pages(form_l& form, const form_l::new_page_fn& new_page, prog
         form.page_values.clear();
         if (!form.display_print_b(0, 0, 1.0f)) return false;
         progress.page_done();
-        if (page < last && !new_page()) return false;
+        if (page < last && (!new_page() || form.error_flag == 1)) return false;
     }
     return form.error_flag == 0;
 }
@@ -64,11 +67,57 @@ bool run_pages(form_l& form, QPainter& painter, const std::function<bool()>& nex
     return ok && form.error_flag == 0;
 }
 
+// Ends the run at the next page without a word of its own: the output has said what
+// failed, and the engine would blame the printer.
+bool stop_run(form_l& form) {
+    form.error_flag = 1;
+    form.last_page_reached = 1;
+    return true;
+}
+
+QString values_s(qint64 n) {
+    return QString::number(n) + (n == 1 ? QStringLiteral(" value") : QStringLiteral(" values"));
+}
+
 } // namespace
 
-void say(const QString& text) {
-    const QByteArray bytes = text.toUtf8() + '\n';
-    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stderr);
+void explain_data_fault(const form_l& form, bool start_given) {
+    const int copies = int(form.offsets.size() / 2);
+    const int per_page = form.values_per_form;
+    if (form.data_fault == form_l::DATA_FAULT_PAGE_END) {
+        // The page's values must end with a line. Its first line is where a record
+        // with too few or too many values shows; when the page ran on into the next
+        // line, say how far.
+        const auto& start = form.page_start;
+        QString text = QStringLiteral("korvan-batch: data line ") + QString::number(start.line) +
+                       QStringLiteral(" holds ") + values_s(start.values) +
+                       QStringLiteral("; page ") + QString::number(start.page) +
+                       QStringLiteral(" takes ") + QString::number(per_page);
+        text += copies > 1 ? QStringLiteral(" (the layout's ") +
+                                 QString::number(copies ? per_page / copies : 0) +
+                                 QStringLiteral(" data fields times its ") +
+                                 QString::number(copies) + QStringLiteral(" OFFSET copies)")
+                           : QStringLiteral(" (the layout's data fields)");
+        if (form.data_records_read != start.line)
+            text += QStringLiteral(", so it took ") + QString::number(form.data_index) +
+                    QStringLiteral(" of line ") + QString::number(form.data_records_read) +
+                    QStringLiteral("'s ") + values_s(form.line_values);
+        say(text);
+    } else if (form.data_fault == form_l::DATA_FAULT_BEFORE_START) {
+        const int held = form.data_pages_held;
+        if (held == 0 && !start_given)
+            say(QStringLiteral("korvan-batch: the data file holds no values"));
+        else
+            say(QStringLiteral("korvan-batch: --start ") + QString::number(form.start_page) +
+                QStringLiteral(", but the data holds ") + QString::number(held) +
+                (held == 1 ? QStringLiteral(" page") : QStringLiteral(" pages")));
+    } else if (form.data_fault == form_l::DATA_FAULT_SHRANK && form.data_reader &&
+               form.data_reader->file) {
+        say(QStringLiteral("korvan-batch: the data file shrank from ") +
+            QString::number(form.data_size_at_open) + QStringLiteral(" to ") +
+            QString::number(form.data_reader->file->size()) +
+            QStringLiteral(" bytes while it was read"));
+    }
 }
 
 progress_l::progress_l() : tty_(isatty(STDERR_FILENO) == 1) {
@@ -81,12 +130,14 @@ void progress_l::page_done() {
     last_ = timer_.elapsed();
     show();
     shown_ = true;
+    set_progress_line_open(true);
 }
 
 void progress_l::finish() {
     if (shown_) {
         show();
         std::fputs("\n", stderr);
+        set_progress_line_open(false);
     }
 }
 
@@ -97,63 +148,93 @@ void progress_l::show() {
     std::fflush(stderr);
 }
 
-bool print_to_pdf(form_l& form, const QString& file, progress_l& progress) {
-    QPdfWriter writer(file);
+namespace {
+
+// The pages of the run as a PDF into `out`. False when the run found errors or a write
+// failed (each said); `out` is then to be dropped.
+bool write_pdf(form_l& form, output_file_l& out, const QPageLayout& layout, const QString& creator,
+               progress_l& progress) {
+    QPdfWriter writer(&out);
     writer.setResolution(72);
-    writer.setCreator(QStringLiteral("korvan-batch"));
-    writer.setPageLayout(page_layout_of(form));
+    writer.setCreator(creator);
+    writer.setPageLayout(layout);
     QPainter painter;
     if (!painter.begin(&writer)) {
-        say(QStringLiteral("korvan-batch: cannot write ") + file);
+        say(QStringLiteral("korvan-batch: cannot start the PDF"));
         return false;
     }
+    // A page is written out when the next one starts: a write that failed stops the
+    // run there.
     const bool ok = run_pages(
-        form, painter, [&]() { return writer.newPage(); }, progress);
+        form, painter,
+        [&]() { return writer.newPage() && !out.failed_b() ? true : stop_run(form); }, progress);
     painter.end();
-    return ok;
+    return ok && !out.failed_b();
+}
+
+} // namespace
+
+bool print_to_pdf(form_l& form, const QString& file, progress_l& progress) {
+    output_file_l out;
+    if (!out.open_b(file)) return false;
+    // Nothing of a run that found errors goes out: no page built from wrong values.
+    if (!write_pdf(form, out, page_layout_of(form), QStringLiteral("korvan-batch"), progress)) {
+        out.abort_v();
+        return false;
+    }
+    return out.commit_b();
 }
 
 bool print_to_printer(form_l& form, const QString& name, progress_l& progress) {
-    if (QPrinterInfo::printerInfo(name).isNull()) {
-        say(QStringLiteral("korvan-batch: no printer named ") + name);
+    const QString cannot =
+        QStringLiteral("korvan-batch: cannot print on ") + name + QStringLiteral(": ");
+    const QString problem = queue_problem_s(name);
+    if (!problem.isEmpty()) {
+        say(cannot + problem);
         return false;
     }
-    QPrinter printer(QPrinter::ScreenResolution);
-    printer.setPrinterName(name);
-    printer.setResolution(72);
-    printer.setFullPage(true);
-    if (!form.paper_name.isEmpty()) {
-        const QPageSize size = form.media_size_n(form.paper_name);
-        if (size.isValid() && size.id() != QPageSize::Custom) printer.setPageSize(size);
-    }
-    if (form.paper_orientation == QLatin1String("1"))
-        printer.setPageOrientation(QPageLayout::Portrait);
-    else if (form.paper_orientation == QLatin1String("2"))
-        printer.setPageOrientation(QPageLayout::Landscape);
-    printer.setDocName(QStringLiteral("korvan-batch"));
-    QPainter painter;
-    if (!painter.begin(&printer)) {
-        say(QStringLiteral("korvan-batch: cannot print on ") + name);
+    // The job is written in full to a spool file, then handed to the print system in
+    // one request, which it takes whole or not at all: a run that fails or is stopped
+    // queues nothing, and a job in the queue has every page.
+    QPageSize queue_paper = QPrinterInfo::printerInfo(name).defaultPageSize();
+    if (!queue_paper.isValid()) queue_paper = QPageSize(QPageSize::A4);
+    const QPageLayout layout = page_layout_of(form, queue_paper);
+    const QString dir = QDir::tempPath();
+    output_file_l spool;
+    if (!spool.open_spool_b(dir,
+                            QStringLiteral("the job for ") + name + QStringLiteral(" in ") + dir))
+        return false;
+    set_interrupt_note_v(QStringLiteral("; nothing was sent to ") + name);
+    if (!write_pdf(form, spool, layout, QStringLiteral("korvan-batch"), progress)) {
+        spool.abort_v();
         return false;
     }
-    const bool ok = run_pages(
-        form, painter, [&]() { return printer.newPage(); }, progress);
-    painter.end();
-    return ok;
+    if (!spool.commit_b()) return false;
+    // The paper the form is laid out for, asked of the queue by name; the queue's own
+    // when the layout names none.
+    const QSizeF mm = layout.pageSize().size(QPageSize::Millimeter);
+    const QString media =
+        form.paper_name.isEmpty() ? QString() : media_name_s(mm.width(), mm.height());
+    const QString refused =
+        print_file_s(name, spool.spool_path(), QStringLiteral("korvan-batch"), media);
+    if (refused.isEmpty()) output_complete_v();
+    spool.remove_v();
+    if (!refused.isEmpty()) {
+        say(cannot + refused);
+        return false;
+    }
+    return true;
 }
 
 bool print_to_png(form_l& form, const QString& dir, int dpi, progress_l& progress) {
-    if (!QDir().mkpath(dir)) {
-        say(QStringLiteral("korvan-batch: cannot create ") + dir);
-        return false;
-    }
+    page_files_l files;
+    if (!files.open_b(dir)) return false;
     const QPageLayout layout = page_layout_of(form);
     const QSizeF mm = layout.fullRect(QPageLayout::Millimeter).size();
     const QSize pixels(qRound(mm.width() / 25.4 * dpi), qRound(mm.height() / 25.4 * dpi));
     QImage image(pixels, QImage::Format_RGB32);
     QPainter painter;
     int number = 0;
-    bool saved_ok = true;
     auto start_image = [&]() {
         image.fill(Qt::white);
         painter.begin(&image);
@@ -161,29 +242,34 @@ bool print_to_png(form_l& form, const QString& dir, int dpi, progress_l& progres
     };
     auto save_image = [&]() {
         painter.end();
-        ++number;
-        const QString name =
-            QDir(dir).filePath(QStringLiteral("page-%1.png").arg(number, 5, 10, QLatin1Char('0')));
         image.setDotsPerMeterX(qRound(dpi / 0.0254));
         image.setDotsPerMeterY(qRound(dpi / 0.0254));
-        if (!image.save(name, "PNG")) {
-            say(QStringLiteral("korvan-batch: cannot write ") + name);
-            saved_ok = false;
+        QByteArray bytes;
+        QBuffer buffer(&bytes);
+        buffer.open(QIODevice::WriteOnly);
+        if (!image.save(&buffer, "PNG")) {
+            say(QStringLiteral("korvan-batch: cannot make the image of page ") +
+                QString::number(number + 1));
             return false;
         }
-        return true;
+        return files.write_b(++number, bytes);
     };
     start_image();
     const bool ok = run_pages(
         form, painter,
         [&]() {
-            if (!save_image()) return false;
+            if (!save_image()) return stop_run(form);
             start_image();
             return true;
         },
         progress);
-    if (painter.isActive() && !save_image()) return false;
-    return ok && saved_ok;
+    // The last page is saved when the run ended well; a failed run keeps no page.
+    if (!ok || (painter.isActive() && !save_image())) {
+        if (painter.isActive()) painter.end();
+        files.abort_v();
+        return false;
+    }
+    return files.commit_b();
 }
 
 } // namespace batch

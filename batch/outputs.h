@@ -2,6 +2,8 @@
 // print run of the engine, and the progress line shown meanwhile.
 #pragma once
 
+#include "batch/safe_output.h"
+
 #include <QElapsedTimer>
 #include <QString>
 
@@ -9,8 +11,9 @@ class form_l;
 
 namespace batch {
 
-// One line on standard error, in UTF-8.
-void say(const QString& text);
+// After a run that stopped in the data, one more line that says where, in numbers a
+// person can find in the data file. `start_given`: --start was on the command line.
+void explain_data_fault(const form_l& form, bool start_given);
 
 // A progress line on standard error, only when it is a terminal and the run lasts.
 class progress_l {

@@ -3,7 +3,8 @@
 // QPdfWriter at 72 dpi. It reads the same data file and draws the same primitives at
 // the same device positions as korvan-batch --pdf: the box and the 25 ruled lines, the
 // 7 fixed texts, 40 data texts glyph by glyph (amounts with thousands separators,
-// right-aligned in 12 columns), the EAN-13 bars and digits and the Code 39 bars. Each
+// right-aligned in 12 columns), the EAN-13 bars and digits and the Code 39 bars, every
+// position at full precision. Each
 // font's glyph indexes are looked up once per character, and every text is one glyph
 // run, as the fastest program of this kind would draw it.
 //
@@ -27,8 +28,9 @@ namespace {
 constexpr float per_mm = 2.8346276f; // device units (1/72 inch) per millimetre
 constexpr int values_per_page = 42;
 
-int unit(float mm) {
-    return int(double(mm * per_mm));
+// A position in millimetres as device units, at full precision.
+double pos(double mm) {
+    return mm * double(per_mm);
 }
 
 // A font at a size in millimetres, the point size drawn as that many device units,
@@ -76,14 +78,14 @@ public:
         positions_.clear();
     }
     void add(font_l& font, QStringView text, float x, float y) {
-        const int py = unit(y);
+        const double py = pos(y);
         float p = x;
         const float narrow = float(font.points() * 3) / per_mm - float(font.points() * 2) / per_mm;
         const float wide = float(font.points() * 4) / per_mm - float(font.points() * 2) / per_mm;
         for (const QChar c : text) {
             if (c != QLatin1Char(' ')) {
                 glyphs_.append(font.glyph(c));
-                positions_.append(QPointF(unit(p), py));
+                positions_.append(QPointF(pos(p), py));
             }
             p += is_narrow(c) ? narrow : wide;
         }
@@ -108,7 +110,13 @@ QPen line_pen(float width_mm, Qt::PenCapStyle cap) {
 }
 
 void line(QPainter& painter, float x1, float y1, float x2, float y2) {
-    painter.drawLine(QLine(unit(x1), unit(y1), unit(x2), unit(y2)));
+    painter.drawLine(QLineF(pos(x1), pos(y1), pos(x2), pos(y2)));
+}
+
+// A bar of a bar code, filled.
+void bar(QPainter& painter, double left, double right, float top, float bottom) {
+    painter.fillRect(QRectF(QPointF(pos(left), pos(top)), QPointF(pos(right), pos(bottom))),
+                     QBrush(Qt::black));
 }
 
 // "1234567" -> "    1,234,567": separators, then right-aligned in 12 columns.
@@ -130,24 +138,31 @@ QString amount_text(QStringView digits) {
 class invoice_l {
 public:
     invoice_l() : title_(10), middle_(4), small_(3.5f), rule_(line_pen(0.3f, Qt::SquareCap)) {
-        const float module = 0.33f;
-        for (int k = 0; k <= 4; ++k)
-            jan_pens_[k] = line_pen(float(k) * module, Qt::FlatCap);
-        code39_narrow_ = line_pen(0.25f, Qt::FlatCap);
-        code39_wide_ = line_pen(2.5f * 0.25f, Qt::FlatCap);
-        // The EAN digits: six digits of seven modules each per half.
-        const float pitch = (6 * 7 * module) / 6;
-        jan_pitch_ = pitch;
-        jan_digits_ = std::make_unique<font_l>(0.975f * (2 * pitch));
+        // The EAN digits' ink, measured once per unit of pixel size.
+        constexpr double reference = 256;
+        QFont font(QStringLiteral("IPAGothic"));
+        font.setPixelSize(int(reference));
+        font.setHintingPreference(QFont::PreferNoHinting);
+        digits_ = QRawFont::fromFont(font);
+        QRectF all;
+        for (int i = 0; i < 10; ++i) {
+            const QChar c(u'0' + i);
+            int count = 1;
+            digits_.glyphIndexesForChars(&c, 1, &digit_glyph_[i], &count);
+            const QRectF ink = digits_.boundingRect(digit_glyph_[i]);
+            digit_centre_[i] = ink.center().x() / reference;
+            digit_width_ = qMax(digit_width_, ink.width() / reference);
+            all = all.united(ink);
+        }
+        digit_top_ = all.top() / reference;
+        digit_height_ = all.height() / reference;
     }
 
     void draw_page(QPainter& painter, const QStringView* v) {
         // The frame and the item table.
         painter.setPen(rule_);
         painter.setBrush(Qt::NoBrush);
-        const int left = unit(10), top = unit(10), width = unit(190), height = unit(277);
-        painter.drawRect(QRect(QPoint(left, top), QPoint(left + width - 1, top + height - 1))
-                             .adjusted(0, 0, -1, -1));
+        painter.drawRect(QRectF(QPointF(pos(10), pos(10)), QPointF(pos(200), pos(287))));
         for (int row = 0; row < 20; ++row) {
             const float y = 80.0f + 8.0f * float(row);
             line(painter, 15, y, 195, y);
@@ -200,30 +215,26 @@ private:
         }
         d[12] = char16_t(u'0' + (10 - sum % 10) % 10);
 
-        const float module = 0.33f;
+        const double module = double(0.33f);
         const float top = 245, guard_bottom = 245.0f + 20.0f;
-        const float data_bottom = 245.0f + 20.0f - 7.5f * module;
-        float x = 20;
-        auto element = [&](int modules, bool bar, float bottom) {
-            const float w = float(modules) * module;
-            if (bar) {
-                painter.setPen(jan_pens_[modules]);
-                const float centre = x + w / 2;
-                line(painter, centre, top, centre, bottom);
-            }
+        const float data_bottom = 245.0f + 20.0f - 7.5f * 0.33f;
+        double x = 20;
+        double digit_left[13];
+        digit_left[0] = 20 - 7 * module;
+        auto element = [&](int modules, bool is_bar, float bottom) {
+            const double w = modules * module;
+            if (is_bar) bar(painter, x, x + w, top, bottom);
             x += w;
         };
         for (int i = 0; i < 3; ++i)
             element(1, i % 2 == 0, guard_bottom);
-        const float left_start = x;
-        float right_start = x;
         const int* parity = parities[d[0] - u'0'];
         for (int pos = 1; pos < 13; ++pos) {
             if (pos == 7) {
                 for (int i = 0; i < 5; ++i)
                     element(1, i % 2 == 1, guard_bottom);
-                right_start = x;
             }
+            digit_left[pos] = x;
             const int* w = widths[d[pos] - u'0'];
             if (pos >= 7)
                 for (int i = 0; i < 4; ++i)
@@ -238,15 +249,29 @@ private:
         for (int i = 0; i < 3; ++i)
             element(1, i % 2 == 0, guard_bottom);
 
-        const QStringView all(d, 13);
-        const float baseline = guard_bottom - jan_pitch_;
-        font_l& font = *jan_digits_;
-        text_.add(font, all.first(1), 20 - 1.25f * jan_pitch_, baseline);
-        text_.draw(painter, font);
-        text_.add(font, all.sliced(1, 6), left_start - 0.25f * jan_pitch_, baseline);
-        text_.draw(painter, font);
-        text_.add(font, all.sliced(7, 6), right_start - 0.25f * jan_pitch_, baseline);
-        text_.draw(painter, font);
+        // Each digit under its 7 modules, as large as the band below the data bars
+        // allows (less 3/4 module under the bars), at most 6 modules wide.
+        const double module_dev = pos(digit_left[0] + module) - pos(digit_left[0]);
+        const double band_top = pos(data_bottom) + 0.75 * module_dev;
+        const double room = pos(guard_bottom) - band_top;
+        const double size = std::min(room / digit_height_, 6 * module_dev / digit_width_);
+        const double baseline = band_top + (room - digit_height_ * size) / 2 - digit_top_ * size;
+        QRawFont raw = digits_;
+        raw.setPixelSize(size);
+        QList<quint32> glyphs;
+        QList<QPointF> positions;
+        for (int i = 0; i < 13; ++i) {
+            const int k = d[i] - u'0';
+            glyphs.append(digit_glyph_[k]);
+            positions.append(
+                QPointF(pos(digit_left[i] + 3.5 * module) - digit_centre_[k] * size, baseline));
+        }
+        QGlyphRun run;
+        run.setRawFont(raw);
+        run.setGlyphIndexes(glyphs);
+        run.setPositions(positions);
+        painter.setPen(QColor(0, 0, 0));
+        painter.drawGlyphRun(QPointF(0, 0), run);
     }
 
     // Code 39 with its check character and the start/stop characters.
@@ -273,29 +298,27 @@ private:
         framed[n++] = alphabet[sum % 43];
         framed[n++] = '*';
 
-        const float narrow = 0.25f, wide = 2.5f * narrow;
+        const double narrow = double(0.25f), wide = 2.5 * narrow;
         const float top = 250, bottom = 250.0f + 12.0f;
-        float x = 120, carry = 0;
+        double x = 120;
         for (int pos = 0; pos < n; ++pos) {
             const int k = int(std::strchr(patterns, framed[pos]) - patterns);
             const int* bars = bar_rows[k < 40 ? k % 10 + 1 : 0];
             const int* spaces = space_rows[k < 40 ? k / 10 + 4 : k - 40];
             for (int i = 0; i < 5; ++i) {
-                const float bar = bars[i] ? wide : narrow;
-                x += carry + bar / 2;
-                painter.setPen(bars[i] ? code39_wide_ : code39_narrow_);
-                line(painter, x, top, x, bottom);
-                carry = bar / 2 + (spaces[i] ? wide : narrow);
+                const double w = bars[i] ? wide : narrow;
+                bar(painter, x, x + w, top, bottom);
+                x += w + (spaces[i] ? wide : narrow);
             }
         }
     }
 
     font_l title_, middle_, small_;
-    std::unique_ptr<font_l> jan_digits_;
-    float jan_pitch_ = 0;
+    QRawFont digits_;
+    quint32 digit_glyph_[10] = {};
+    double digit_centre_[10] = {};
+    double digit_top_ = 0, digit_height_ = 0, digit_width_ = 0;
     QPen rule_;
-    QPen jan_pens_[5];
-    QPen code39_narrow_, code39_wide_;
     text_l text_;
 };
 

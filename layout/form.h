@@ -12,6 +12,7 @@
 #include <QHash>
 #include <QPageSize>
 #include <QPen>
+#include <QRectF>
 #include <QString>
 #include <functional>
 #include <memory>
@@ -111,20 +112,25 @@ public:
     void draw_line_v(const QPen& pen, float x1, float y1, float x2, float y2);
     void draw_rect_v(const QPen& pen, float x, float y, float w, float h);
     void draw_arc_v(const QPen& pen, float x, float y, float w, float h, float a1, float a2);
+    // One bar of a bar code, filled, from left to right (page millimetres, double so that
+    // a symbol's modules add up exactly) and top to bottom.
+    void draw_bar_v(double left, double right, float top, float bottom);
     float zero_float_f(float v) const { return v > 0 ? v : 0.1f; }
     // The shift, in device units, added to every position drawn.
     float x_geta_f() const { return float(shift_x); }
     float y_geta_f() const { return float(shift_y); }
     // A position or length of the page in millimetres as device units on the output:
     // times the device factor and the stretch, plus the shift for positions.
-    double device_x(float mm) const { return double(mm * points_per_mm) * stretch_x + shift_x; }
-    double device_y(float mm) const { return double(mm * points_per_mm) * stretch_y + shift_y; }
-    double device_w(float mm) const { return double(mm * points_per_mm) * stretch_x; }
-    double device_h(float mm) const { return double(mm * points_per_mm) * stretch_y; }
+    double device_x(double mm) const { return mm * points_per_mm * stretch_x + shift_x; }
+    double device_y(double mm) const { return mm * points_per_mm * stretch_y + shift_y; }
+    // The device rectangle with corners (x, y) and (x + w, y + h), page millimetres.
+    QRectF device_rect(float x, float y, float w, float h) const;
 
     // ---- bar codes and images (barcode/) ----
     bool code39_b(float x_offset, float y_offset, float scale, const QString& text);
     int jan_b(float x_offset, float y_offset, float scale, const QString& value);
+    void draw_jan_digits_v(const QString& value, const double* digit_left, double module,
+                           float band_top, float band_bottom);
     bool image_b(float x_offset, float y_offset, float scale, const QString& name);
 
     // ---- paper (output/paper.cpp) ----
@@ -230,6 +236,21 @@ public:
     int current_page = -1;
     int data_records_read = 0;
     QString error_location;
+    // Where the data stands, so that a caller can say where a data error lies: the
+    // page being printed or skipped with its first data line and that line's value
+    // count, the value count of the line last read (all of its values, however many
+    // the page keeps), the pages the data holds when it ended before the start page,
+    // the file's size when it was opened, and which fault stopped the run.
+    enum { DATA_FAULT_NONE, DATA_FAULT_PAGE_END, DATA_FAULT_BEFORE_START, DATA_FAULT_SHRANK };
+    struct page_start_l {
+        int page = 0;
+        int line = 0;
+        qint64 values = 0;
+    } page_start;
+    qint64 line_values = 0;
+    int data_pages_held = -1;
+    qint64 data_size_at_open = -1;
+    int data_fault = DATA_FAULT_NONE;
 
     // Page renderer.
     QPainter* painter = nullptr;
@@ -252,12 +273,10 @@ public:
     struct text_cache_l;
     std::shared_ptr<text_cache_l> text_cache;
 
-    // Drawing primitives and bar codes. Line widths in a layout are millimetres on
-    // paper, so pens are scaled by the device factor like every coordinate; this is
-    // what makes a 0.33 mm bar 0.33 mm wide.
+    // Drawing primitives. Line widths in a layout are millimetres on paper, so pens are
+    // scaled by the device factor like every coordinate.
     float pen_factor = 2.8346276f;
     QBrush pen_brush;
-    pe_l pens;
     float work_left = 0, work_right = 0, work_top = 0, work_bottom = 0;
     QString barcode_font_family() const { return default_font; }
 

@@ -3,6 +3,8 @@
 #include "output/korvan.h"
 
 #include "core/textfile.h"
+#include "output/calibration.h"
+#include "output/queue.h"
 
 #include <QKeyEvent>
 #include <QPainter>
@@ -91,6 +93,20 @@ bool korvan_l::print_pages_b() {
     printer.setResolution(72);
     printer.setFullPage(true);
 
+    // A queue that cannot print now gets no job (a disabled one would keep it unprinted).
+    const bool to_queue = printer.outputFormat() == QPrinter::NativeFormat;
+    const auto not_ready = [&](const QString& why) {
+        error_prefix.clear();
+        ctx->message = QStringLiteral("Printer (") + printer.printerName() +
+                       QStringLiteral(") not ready: ") + why;
+        add_err_v(0);
+        return false;
+    };
+    if (to_queue) {
+        const QString problem = queue_problem_s(printer.printerName());
+        if (!problem.isEmpty()) return not_ready(problem);
+    }
+
     QPainter* const outer = painter;
     printing_flag = 1;
     QPainter printer_painter;
@@ -105,6 +121,8 @@ bool korvan_l::print_pages_b() {
         return false;
     }
     painter = &printer_painter;
+    // The queue chosen in the dialog moves and stretches everything drawn on it.
+    calibration_l::printing_n(printer.printerName(), QStringLiteral("korvan")).apply_v(this);
     bool printed = true;
     if (error_flag == 1)
         display_print_b(0, 0, 1.0f); // the error screen, as shown: one sheet
@@ -113,8 +131,14 @@ bool korvan_l::print_pages_b() {
     else
         print_v(nullptr);
     printer_painter.end();
+    calibration_l().apply_v(this); // the preview is not calibrated
     painter = outer;
     printing_flag = 0;
+    // The job was handed to the print system as the painter ended.
+    if (to_queue) {
+        const QString refused = job_problem_s(printer.printerName());
+        if (!refused.isEmpty()) return not_ready(refused);
+    }
     return printed;
 }
 

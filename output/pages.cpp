@@ -46,6 +46,7 @@ void page_end_error_v(form_l* f) {
     f->add_err_v(0);
     f->error_flag = 1;
     f->last_page_reached = 1;
+    f->data_fault = form_l::DATA_FAULT_PAGE_END;
 }
 } // namespace
 
@@ -57,6 +58,7 @@ void form_l::print_v(const new_page_fn& new_page) {
     // A print run never draws a page twice, so it keeps only the values of the page
     // being printed, not those of every page before it.
     if (mode == MODE_PRINT) page_values.clear();
+    page_start = {current_page, data_records_read, line_values};
     if (!display_print_b(0, 0, 1.0f)) {
         error_flag = 1;
         last_page_reached = 1;

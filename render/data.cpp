@@ -30,6 +30,18 @@ s_l split_values(const QString& line, qsizetype keep) {
     return values;
 }
 
+// A file that ends before the size it had when it was opened was cut short (truncated or
+// rewritten by another process) while it was read: its end is not the data's end.
+bool shrank(const form_l& f) {
+    return f.data_reader && f.data_reader->file && f.data_reader->file->pos() < f.data_size_at_open;
+}
+
+int shrank_error(form_l* f) {
+    f->ctx->message = QStringLiteral("read error(") + f->data_reader->file_name + QLatin1Char(')');
+    f->data_fault = form_l::DATA_FAULT_SHRANK;
+    return 0;
+}
+
 } // namespace
 
 int form_l::read_b() {
@@ -41,8 +53,10 @@ int form_l::read_b() {
         const int r = data_reader->read();
         if (r == 0) {
             data_values = split_values(data_reader->line, values_per_form);
+            line_values = data_reader->line.count(tab) + 1;
             data_records_read += 1;
         } else if (r == 1) {
+            if (shrank(*this)) return shrank_error(this);
             // The old values stay; the renderer prints the rest of the page empty.
             last_page_reached = 1;
         } else {
@@ -65,6 +79,8 @@ int form_l::read_data_b(int start) {
     data_records_read = 0;
     last_page_reached = 0;
     current_page = -1;
+    data_fault = DATA_FAULT_NONE;
+    data_pages_held = -1;
 
     const QString name = data_name.isEmpty() ? QStringLiteral("KORVAN.TXT") : data_name;
     const QString path = ctx->get_tmp_file_s(name);
@@ -74,10 +90,12 @@ int form_l::read_data_b(int start) {
         add_err_v(1);
         return 0;
     }
+    data_size_at_open = data_reader->file->size();
     current_page = 1;
 
     for (;;) {
         qint64 count = 0;
+        page_start = {current_page, data_records_read + 1, 0};
         do {
             if (current_page >= start) {
                 // The start page's first line: the renderer takes its values.
@@ -87,6 +105,8 @@ int form_l::read_data_b(int start) {
                 }
                 if (last_page_reached == 1) {
                     ctx->message = QStringLiteral("Data Count Error");
+                    data_fault = DATA_FAULT_BEFORE_START;
+                    data_pages_held = current_page - 1;
                     add_err_v(1);
                     return 0;
                 }
@@ -96,7 +116,14 @@ int form_l::read_data_b(int start) {
             const int r = data_reader->skip_raw(&tabs);
             if (r == 1) {
                 last_page_reached = 1;
-                ctx->message = QStringLiteral("Data Count Error");
+                if (shrank(*this)) {
+                    shrank_error(this);
+                } else {
+                    ctx->message = QStringLiteral("Data Count Error");
+                    data_fault = DATA_FAULT_BEFORE_START;
+                    // A page whose values began before the end is a page, if a short one.
+                    data_pages_held = current_page - (count == 0 ? 1 : 0);
+                }
                 add_err_v(1);
                 return 0;
             }
@@ -105,10 +132,15 @@ int form_l::read_data_b(int start) {
                 return 0;
             }
             data_records_read += 1;
-            count += tabs + 1; // values of the line
+            line_values = tabs + 1;
+            if (count == 0) page_start.values = line_values;
+            count += line_values;
         } while (count < values_per_form);
 
         if (count != values_per_form) {
+            // The page would take the first values of the line it ends inside.
+            data_index = int(values_per_form - (count - line_values));
+            data_fault = DATA_FAULT_PAGE_END;
             ctx->message = QStringLiteral("Page End data Count Error");
             add_err_v(1);
             return 0;

@@ -1,5 +1,6 @@
 // Fonts and the character-by-character text layout.
 //
+// Characters are placed at full precision, like the ruled lines they sit between.
 // Advances are not taken from font metrics: a narrow character (ASCII, half-width
 // katakana) advances by the font's point size, a wide one by twice that, so that a form
 // looks the same on every device. A font's point size is drawn as that many device
@@ -74,8 +75,8 @@ public:
         if (!painter_) return;
         const QChar* chars = text.constData() + from;
         if (length == 1 && *chars == QLatin1Char(' ')) return;
-        const int px = device_unit(form_->device_x(x));
-        const int py = device_unit(form_->device_y(y));
+        const double px = device_coordinate(form_->device_x(x));
+        const double py = device_coordinate(form_->device_y(y));
         if (culling_ &&
             (nothing_visible_ || px < left_ || px > right_ || py < top_ || py > bottom_))
             return;
@@ -92,7 +93,7 @@ public:
         }
         flush();
         painter_->setFont(font_->device);
-        painter_->drawText(QPoint(px, py), QString::fromRawData(chars, length));
+        painter_->drawText(QPointF(px, py), QString::fromRawData(chars, length));
     }
 
 private:
@@ -162,6 +163,35 @@ form_l::text_cache_l::font_l& form_l::text_cache_l::font(const QFont& font) {
     entry->raw = QRawFont::fromFont(entry->device);
     fonts.insert(fonts.begin(), std::move(entry));
     return *fonts.front();
+}
+
+const form_l::text_cache_l::digits_l& form_l::text_cache_l::digits(const QString& family) {
+    if (jan_digits.measured && jan_digits.family == family) return jan_digits;
+    constexpr double reference = 256; // pixel size the ink is measured at
+    digits_l d;
+    d.measured = true;
+    d.family = family;
+    QFont font(family);
+    font.setPixelSize(int(reference));
+    font.setHintingPreference(QFont::PreferNoHinting);
+    d.raw = QRawFont::fromFont(font);
+    QRectF all;
+    bool complete = d.raw.isValid();
+    for (int i = 0; i < 10 && complete; ++i) {
+        const QChar c(u'0' + i);
+        int count = 1;
+        complete = d.raw.glyphIndexesForChars(&c, 1, &d.glyph[i], &count) && d.glyph[i] != 0;
+        const QRectF ink = d.raw.boundingRect(d.glyph[i]);
+        complete = complete && !ink.isEmpty();
+        d.ink_centre[i] = ink.center().x() / reference;
+        d.ink_width = qMax(d.ink_width, ink.width() / reference);
+        all = all.united(ink);
+    }
+    d.ink_top = all.top() / reference;
+    d.ink_height = all.height() / reference;
+    d.valid = complete && d.ink_height > 0 && d.ink_width > 0;
+    jan_digits = d;
+    return jan_digits;
 }
 
 QFont form_l::new_font_n(const QString& family, float size, const QString& attribute) {
@@ -282,5 +312,6 @@ void form_l::draw_string_v(const QString& text, const QFont& font, const QBrush&
     if (!painter || !painter->isActive()) return;
     painter->setFont(painter_font_n(font));
     painter->setPen(QPen(QColor(0, 0, 0)));
-    painter->drawText(QPoint(device_unit(device_x(x)), device_unit(device_y(y))), text);
+    painter->drawText(QPointF(device_coordinate(device_x(x)), device_coordinate(device_y(y))),
+                      text);
 }

@@ -71,6 +71,22 @@ struct form_l::text_cache_l {
         QFont font;
     };
 
+    // The digits of a JAN symbol's legend in one family: glyphs and ink measured once,
+    // per unit of pixel size, so that any size can be worked out without a font at it.
+    struct digits_l {
+        bool measured = false;
+        QString family;
+        bool valid = false; // the family has all ten digits
+        QRawFont raw;
+        quint32 glyph[10] = {};
+        double ink_centre[10] = {}; // from the glyph's origin to the middle of its ink
+        double ink_top = 0;         // of the ten digits together, above the baseline (< 0)
+        double ink_height = 0;
+        double ink_width = 0; // of the widest digit
+    };
+    const digits_l& digits(const QString& family);
+    digits_l jan_digits;
+
     std::vector<std::unique_ptr<font_l>> fonts;
     std::vector<style_font_l> style_fonts;
 

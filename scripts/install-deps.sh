@@ -8,14 +8,19 @@ packages=(
     build-essential cmake pkg-config
     qt6-base-dev qt6-base-dev-tools
     fonts-ipafont-gothic fonts-ipafont-mincho
-    zbar-tools zint poppler-utils
+    zbar-tools zint poppler-utils qpdf
     xvfb xdotool x11-apps imagemagick
-    cups printer-driver-cups-pdf
+    cups libcups2-dev printer-driver-cups-pdf
     python3
 )
 # `make bench` also needs Google Benchmark; the build and the tests do not.
 if [ "${1:-}" = "--bench" ]; then
     packages+=(libbenchmark-dev)
+fi
+# `make package`: CPack needs file(1) to find the programs for dpkg-shlibdeps, and
+# lintian judges the package.
+if [ "${1:-}" = "--package" ]; then
+    packages+=(file lintian)
 fi
 
 missing=()

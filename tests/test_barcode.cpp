@@ -4,7 +4,9 @@
 #include "support.h"
 
 #include <QBuffer>
+#include <QImageReader>
 #include <QPainter>
+#include <QRegularExpression>
 #include <QtEndian>
 #include <cctype>
 #include <cmath>
@@ -15,10 +17,10 @@ namespace {
 const double device_factor = 2.8346276; // device units per millimetre
 const double pixels_per_unit = 300.0 / 72;
 
-// The primitives truncate every coordinate to whole units (1/72 inch): a module of a
-// hair over two units puts every bar on that grid despite float rounding.
-const float two_units = 0.706f;   // 2.0012 units
-const float three_units = 1.059f; // 3.0019 units
+// Bars are placed at full precision, so any module width draws true bars; these are
+// JAN's nominal module and one of twice that.
+const float nominal = 0.33f;
+const float double_size = 0.66f;
 
 // Dark and light runs, starting and ending with a bar: of zint's reference pattern in
 // modules, or of one pixel row of an image in pixels.
@@ -149,10 +151,10 @@ private slots:
     void code39_symbols() {
         QFETCH(QString, text);
         QFETCH(QStringList, zint);
-        set_item(two_units);
+        set_item(nominal);
         const QImage image = render(260, 45, [&] { QVERIFY(form->code39_b(0, 0, 1, text)); });
         QTEST(zbar(image), "decoded");
-        const double narrow = two_units * device_factor * pixels_per_unit;
+        const double narrow = nominal * device_factor * pixels_per_unit;
         QCOMPARE(wide_narrow(image_runs(image, pixel_of(12)), narrow),
                  wide_narrow(zint_runs(QStringList{"-b", "8"} + zint), 1));
     }
@@ -163,10 +165,10 @@ private slots:
     void jan_symbols() {
         // clang-format off
         const std::tuple<const char*, bool, float, const char*> rows[] = {
-            {"490123456789", false, two_units, "4901234567894"}, {"490123456789", false, three_units, "4901234567894"},
-            {"4901234", false, two_units, "49012347"}, {"4006381333931", false, two_units, "4006381333931"},
-            {"12345670", false, two_units, "12345670"}, {"3", true, two_units, "33333335"},
-            {"490123456789", true, two_units, "4901234567894"}};
+            {"490123456789", false, nominal, "4901234567894"}, {"490123456789", false, double_size, "4901234567894"},
+            {"4901234", false, nominal, "49012347"}, {"4006381333931", false, nominal, "4006381333931"},
+            {"12345670", false, nominal, "12345670"}, {"3", true, nominal, "33333335"},
+            {"490123456789", true, nominal, "4901234567894"}};
         // clang-format on
         for (const auto& [value, test_data, module, digits] : rows) {
             set_item(module);
@@ -201,7 +203,7 @@ private slots:
         QFETCH(bool, jan);
         QFETCH(QString, value);
         QFETCH(QString, message);
-        set_item(two_units, 3);
+        set_item(nominal, 3);
         form->error_prefix = "(7) JAN";
         ctx->message = "earlier";
         bool ok = false;
@@ -217,6 +219,164 @@ private slots:
         }
         QCOMPARE(ctx->message, message);
         QCOMPARE(form->error_list.mid(1), QStringList{"(7) JAN " + message});
+    }
+
+    // Absurd module widths, heights and places: each call returns at once, drawing what
+    // fits on the sheet, and nothing at all for a module of 0 or less.
+    void hostile_sizes() {
+        const std::tuple<float, float, float> rows[] = {
+            {0, 25, 15},    {-0.5f, 25, 15},  {1e-6f, 25, 15},   {1000, 25, 15},
+            {0.33f, 0, 15}, {0.33f, 25, -20}, {0.33f, 25, 5000}, {1e30f, 1e30f, -1e30f}};
+        for (const auto& [module, height, x] : rows) {
+            set_item(module);
+            item.num1 = x, item.num6 = height;
+            const QImage page = render(150, 45, [&] {
+                QCOMPARE(form->jan_b(0, 0, 1, "490123456789"), 1);
+                QVERIFY(form->code39_b(0, 0, 1, "ABC"));
+            });
+            if (module <= 0) QVERIFY(!has_ink(page, page.rect()));
+        }
+        QCOMPARE(form->error_list.size(), 1);
+    }
+
+    // Retail sizes through korvan-batch: JAN at 80 % to 200 % of its nominal module and
+    // CODE39 with narrow bars of 0.19 to 0.3 mm, one symbol a row of an A4 sheet, as PNG
+    // at 300 and 600 dpi and as PDF rasterised by pdftoppm at 300 dpi. Every symbol must
+    // decode; at 600 dpi every bar edge lies within a pixel of where zint's pattern puts
+    // it, and a JAN's digits stand clear of its bars.
+    void retail_sizes() {
+        struct symbol_l {
+            bool jan;
+            float module;
+            const char *value, *decoded;
+        };
+        // C019: C 12 + 1 + 9 = 22, check M; D254: 13 + 11 = 24, O; E300: 14 + 3 = 17, H.
+        const symbol_l symbols[] = {{true, 0.264f, "490123456789", "4901234567894"},
+                                    {true, 0.33f, "4901234", "49012347"},
+                                    {true, 0.5f, "4006381333931", "4006381333931"},
+                                    {true, 0.66f, "12345670", "12345670"},
+                                    {false, 0.19f, "C019", "C019M"},
+                                    {false, 0.254f, "D254", "D254O"},
+                                    {false, 0.3f, "E300", "E300H"}};
+        const float x = 20;
+        QByteArray layout = "PAPER,A4,1\n", data;
+        QList<float> tops;
+        float y = 10;
+        for (const symbol_l& sym : symbols) {
+            // JAN heights scale with the module (22.85 mm at 0.33); 12 mm for CODE39.
+            const float height = sym.jan ? 22.85f / 0.33f * sym.module : 12;
+            layout += QString("%1,,%2,%3,%4,%5%6\n")
+                          .arg(sym.jan ? "JAN" : "CODE39")
+                          .arg(sym.module)
+                          .arg(height)
+                          .arg(x)
+                          .arg(y)
+                          .arg(sym.jan ? "" : ",3,0,0")
+                          .toUtf8();
+            data += QByteArray(sym.value) + (&sym == &symbols[6] ? "\n" : "\t");
+            tops << y;
+            y += height + 12;
+        }
+        put(dir, "sizes.csv", layout);
+        put(dir, "sizes.tsv", data);
+        const QString batch = KORVAN_BINARY_DIR "/bin/korvan-batch";
+        const QStringList files{dir.filePath("sizes.tsv"), dir.filePath("sizes.csv")};
+        QStringList pages;
+        for (const char* dpi : {"300", "600"}) {
+            const QString out = dir.filePath(QString("png") + dpi);
+            QCOMPARE(run_tool(batch, QStringList{"--png", out, "--dpi", dpi} + files).status, 0);
+            pages << out + "/page-00001.png";
+        }
+        QCOMPARE(run_tool(batch, QStringList{"--pdf", dir.filePath("sizes.pdf")} + files).status,
+                 0);
+        // The PDF holds each legend as text, in symbol order.
+        const QString text =
+            QString(run_tool("pdftotext", {"-raw", dir.filePath("sizes.pdf"), "-"}).out)
+                .remove(QRegularExpression("\\s"));
+        QCOMPARE(text, QString("490123456789449012347400638133393112345670*C019M**D254O**E300H*"));
+        QCOMPARE(run_tool("pdftoppm", {"-r", "300", "-png", "-singlefile",
+                                       dir.filePath("sizes.pdf"), dir.filePath("pdf300")})
+                     .status,
+                 0);
+        pages << dir.filePath("pdf300.png");
+
+        QStringList expected;
+        for (const symbol_l& sym : symbols)
+            expected << sym.decoded;
+        expected.sort();
+        for (const QString& page : pages) {
+            QStringList decoded = QString(run_tool("zbarimg", {"--raw", "-q", page}).out)
+                                      .split('\n', Qt::SkipEmptyParts);
+            decoded.sort();
+            QVERIFY2(decoded == expected, qPrintable(page + ": " + decoded.join(' ')));
+        }
+
+        QImageReader::setAllocationLimit(256); // MB: an A4 sheet at 600 dpi is 140
+        const QImage image(pages.at(1));
+        const double px = device_factor * 600 / 72; // pixels a millimetre
+        for (int i = 0; i < 7; ++i) {
+            const symbol_l& sym = symbols[i];
+            // zint's pattern as element widths in modules; CODE39's wide elements are 2.5.
+            QList<int> pattern = sym.jan ? zint_runs({"-b", "14", "-d", sym.decoded})
+                                         : zint_runs({"-b", "8", "-d", sym.decoded});
+            const QString wn = wide_narrow(pattern, 1);
+            QList<double> edges{x * px};
+            for (int k = 0; k < pattern.size(); ++k)
+                edges << edges.last() + (sym.jan        ? pattern[k]
+                                         : wn[k] == 'W' ? 2.5
+                                                        : 1) *
+                                            sym.module * px;
+            const int row = int((tops[i] + 3) * px);
+            QList<double> measured;
+            for (int x = 1; x < image.width(); ++x)
+                if ((qGray(image.pixel(x, row)) < 128) != (qGray(image.pixel(x - 1, row)) < 128))
+                    measured << x;
+            QCOMPARE(measured.size(), edges.size());
+            for (int k = 0; k < edges.size(); ++k)
+                QVERIFY2(qAbs(measured[k] - edges[k]) <= 1,
+                         qPrintable(QString("%1 edge %2 at %3 px, expected %4")
+                                        .arg(sym.decoded)
+                                        .arg(k)
+                                        .arg(measured[k])
+                                        .arg(edges[k])));
+            if (!sym.jan) continue;
+
+            // The bars as rectangles, data bars 7.5 modules shorter than the guards; a
+            // dark pixel outside every bar (grown by a pixel) must be a digit: in the band
+            // below the data bars and at least two pixels from any bar.
+            const double top = tops[i] * px, guard = (tops[i] + 22.85 / 0.33 * sym.module) * px;
+            const double band = guard - 7.5 * sym.module * px;
+            const qsizetype n = pattern.size();
+            const qsizetype guard_runs[] = {0, 2, n / 2 - 1, n / 2 + 1, n - 3, n - 1};
+            QList<QRectF> bars;
+            for (qsizetype k = 0; k < n; k += 2) {
+                const bool is_guard = std::find(std::begin(guard_runs), std::end(guard_runs), k) !=
+                                      std::end(guard_runs);
+                bars << QRectF(QPointF(edges[k], top),
+                               QPointF(edges[k + 1], is_guard ? guard : band));
+            }
+            const QRect area = QRectF(QPointF(edges.first() - 8 * sym.module * px, top),
+                                      QPointF(edges.last() + px, guard + 2 * px))
+                                   .toAlignedRect();
+            int digit_pixels = 0;
+            for (int py = area.top(); py <= area.bottom(); ++py)
+                for (int px_ = area.left(); px_ <= area.right(); ++px_) {
+                    if (qGray(image.pixel(px_, py)) >= 128) continue;
+                    const QPointF p(px_ + 0.5, py + 0.5);
+                    double distance = 1e9;
+                    for (const QRectF& bar : bars)
+                        distance =
+                            qMin(distance, qMax(qMax(bar.left() - p.x(), p.x() - bar.right()),
+                                                qMax(bar.top() - p.y(), p.y() - bar.bottom())));
+                    if (distance <= 1) continue; // a bar's own pixel
+                    QVERIFY2(
+                        distance >= 2 && p.y() > band && p.y() < guard + 1,
+                        qPrintable(
+                            QString("%1: stray pixel %2,%3").arg(sym.decoded).arg(px_).arg(py)));
+                    ++digit_pixels;
+                }
+            QVERIFY(digit_pixels > 0);
+        }
     }
 
     // The picture keeps its own pixel size, one pixel a device unit, with its corner at

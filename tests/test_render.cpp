@@ -1,8 +1,7 @@
-// The data stream, field editing and page drawing, checked on rendered
-// images. Positions are worked out by hand from the device factor 2.8346276 units per
-// millimetre with truncation: 10 mm -> 28, 14 mm -> 39, 20 mm -> 56, 30 mm -> 85,
-// 40 mm -> 113; a 4 mm character has point size 11, so an ASCII letter advances
-// 11 / 2.8346276 = 3.8806 mm and a kanji 7.7612 mm.
+// The data stream, field editing and page drawing, checked on rendered images.
+// Positions are worked out by hand from the device factor 2.8346276 units per
+// millimetre, at full precision; a 4 mm character has point size 11, so an ASCII letter
+// advances 11 / 2.8346276 = 3.8806 mm and a kanji 7.7612 mm.
 #include "core/textfile.h"
 #include "render/raster.h"
 #include "support.h"
@@ -258,50 +257,96 @@ private slots:
         QCOMPARE(f->page_values, s_l({"9", "0", "1", "", "3", "4", "5", ""}));
     }
 
-    // Line items at 72 dpi: corners (x1, y1, x2, y2) in millimetres and the pixels inked.
-    void ruled_pixels() {
-        // clang-format off
-        const std::tuple<const char*, QRectF, QRect> rows[] = {
-            {"LINE", QRectF(QPointF(10, 20), QPointF(30, 20)), QRect(QPoint(28, 56), QPoint(85, 56))},
-            {"X_LINE", QRectF(QPointF(10, 20), QPointF(30, 90)), QRect(QPoint(28, 56), QPoint(85, 56))},
-            {"Y_LINE", QRectF(QPointF(10, 20), QPointF(90, 30)), QRect(QPoint(28, 56), QPoint(28, 85))},
-            {"BOX", QRectF(QPointF(10, 20), QPointF(30, 40)), QRect(QPoint(28, 56), QPoint(83, 111))},
-            {"BOX", QRectF(QPointF(30, 40), QPointF(10, 20)), QRect(QPoint(28, 56), QPoint(83, 111))},
-            {"BOX", QRectF(QPointF(10, 20), QPointF(10, 40)), QRect(QPoint(28, 56), QPoint(29, 111))}};
-        // clang-format on
-        for (const auto& [keyword, mm, pixels] : rows) {
+    // Ruled items at full precision, measured at 600 dpi: the centres of a box's edges
+    // lie on its corners' coordinates, a line ending on a box's edge continues it on the
+    // same pixels, copies of a form that share an edge draw one line, and a box or an
+    // ellipse is as large as its corners say, plus the pen.
+    void ruled_geometry() {
+        const double px = 2.8346276 * 600 / 72; // pixels a millimetre
+        // The dark runs of the pixel row (or column) at `mm`, as [first, last] pixels.
+        const auto runs = [&](const QImage& page, double mm, bool row) {
+            QList<QPair<int, int>> found;
+            const int at = int(mm * px), n = row ? page.width() : page.height();
+            for (int i = 0; i < n; ++i) {
+                if (qGray(row ? page.pixel(i, at) : page.pixel(at, i)) >= 128) continue;
+                if (found.isEmpty() || found.last().second != i - 1)
+                    found.append({i, i});
+                else
+                    found.last().second = i;
+            }
+            return found;
+        };
+        const auto centre = [&](QPair<int, int> r) { return (r.first + r.second + 1) / 2.0 / px; };
+        const auto near = [](double a, double b, double tolerance) {
+            return qAbs(a - b) <= tolerance;
+        };
+        const auto page = [&](const QList<QList<float>>& boxes, const f_l& offsets = {0, 0}) {
             auto f = new_form();
-            add(*f, keyword, mm.left(), mm.top(), mm.right(), mm.bottom());
-            QCOMPARE(ink(render_page_image(*f, 72)), pixels);
+            f->line_widths = {0.3f};
+            f->offsets = offsets;
+            for (const QList<float>& b : boxes)
+                add(*f, b.size() == 5 ? "LINE" : "BOX", b[0], b[1], b[2], b[3]);
+            return render_page_image(*f, 600);
+        };
+
+        const QImage box = page({{20, 20, 120, 70}, {120, 70, 120, 100, 0}});
+        const auto across = runs(box, 45, true), down = runs(box, 70, false);
+        QCOMPARE(across.size(), 2);
+        QCOMPARE(down.size(), 2);
+        for (const auto& [run, mm] :
+             {std::pair{across[0], 20.0}, {across[1], 120.0}, {down[0], 20.0}, {down[1], 70.0}}) {
+            QVERIFY2(near(centre(run), mm, 0.1), qPrintable(QString::number(centre(run))));
+            QVERIFY(near((run.second - run.first + 1) / px, 0.3, 1.5 / px));
         }
+        const QList<QPair<int, int>> below{across[1]};
+        QCOMPARE(runs(box, 85, true), below);
+
+        // Two copies side by side sharing the edge at 60 mm: three edges, not four.
+        const auto shared = runs(page({{10, 10, 60, 40}}, {0, 0, 50, 0}), 25, true);
+        QCOMPARE(shared.size(), 3);
+        QVERIFY(near(centre(shared[1]), 60, 0.1));
+
+        // A 1 x 1 mm box is 1.3 mm across its outer edges, as is one of width 0.
+        QVERIFY(near(ink(page({{10, 10, 11, 11}})).width() / px, 1.3, 1.5 / px));
+        QCOMPARE(page({{10, 10, 10, 11}}), page({{10, 10, 11, 11}}));
+        QCOMPARE(page({{11, 11, 10, 10}}), page({{10, 10, 11, 11}}));
     }
 
     void ruled_shapes() {
+        const double px = 2.8346276 * 600 / 72;
         auto draw = [&](const QString& kw, QRectF mm, float a1, float a2, float width = 0.35f) {
             auto f = new_form();
             f->line_widths = {width};
             qx_print_l* item = add(*f, kw, mm.left(), mm.top(), mm.right(), mm.bottom());
             item->num5 = a1, item->num6 = a2;
-            return render_page_image(*f, 72);
+            return render_page_image(*f, 600);
         };
         const QRectF corners(QPointF(10, 20), QPointF(50, 60));
         const QImage full = draw("ARC", corners, 0, 5760);
         QCOMPARE(draw("ARC", QRectF(QPointF(50, 60), QPointF(10, 20)), 0, 5760), full);
-        QCOMPARE(ink(full), QRect(28, 56, 113, 113));
-        // A quarter from 3 o'clock to 12 o'clock: the upper right of (28, 56, 113 x 113).
+        // The ellipse inscribed in the corners, its outer edge half the 0.35 mm pen out.
+        const QRectF outer = corners.adjusted(-0.175, -0.175, 0.175, 0.175);
+        const QRect drawn = ink(full);
+        for (const auto& [got, want] : {std::pair{drawn.left(), outer.left()},
+                                        {drawn.top(), outer.top()},
+                                        {drawn.right() + 1, outer.right()},
+                                        {drawn.bottom() + 1, outer.bottom()}})
+            QVERIFY2(qAbs(got / px - want) <= 1.5 / px, qPrintable(QString::number(got / px)));
+        // A quarter from 3 o'clock to 12 o'clock: the upper right quarter.
         const QRect quarter = ink(draw("ARC", corners, 0, 1440));
-        QVERIFY(quarter.left() >= 84 && quarter.bottom() <= 113);
-        QVERIFY(quarter.top() == 56 && quarter.right() == 140);
+        QVERIFY(quarter.left() >= int(29.8 * px) && quarter.bottom() <= int(40.2 * px));
+        QCOMPARE(quarter.top(), drawn.top());
+        QCOMPARE(quarter.right(), drawn.right());
         // A line set of width 0 still draws, as a 0.1 mm hairline.
         QCOMPARE(draw("LINE", corners, 0, 0, 0.0f), draw("LINE", corners, 0, 0, 0.1f));
         QVERIFY(!ink(draw("LINE", corners, 0, 0, 0.0f)).isEmpty());
     }
 
-    // A text at (10, 10) of size 4 is drawn as the bare painter draws it at (28, 39), its
-    // baseline at 14 mm, with an 11-unit font; a _FIX field of 4 characters from 10 to
-    // 50 mm puts them at 10, 20, 30 and 40 mm.
+    // A text at (10, 10) of size 4 is drawn as the bare painter draws it at 10 mm and its
+    // baseline at 14 mm (28.346 and 39.685 units), with an 11-unit font; a _FIX field of 4
+    // characters from 10 to 50 mm puts them at 10, 20, 30 and 40 mm.
     void text_against_painter() {
-        auto painted = [](const QList<QPair<QPoint, QString>>& glyphs) {
+        auto painted = [](const QList<QPair<QPointF, QString>>& glyphs) {
             QImage image(595, 842, QImage::Format_RGB32);
             image.fill(Qt::white);
             QPainter p(&image);
@@ -312,9 +357,12 @@ private slots:
                 p.drawText(g.first, g.second);
             return image;
         };
-        QCOMPARE(draw_texts({{"TEXT", "H", 10, 10}}), painted({{{28, 39}, "H"}}));
-        QCOMPARE(draw_texts({{"TEXT_FIX", "ABCD", 10, 10, 50}}),
-                 painted({{{28, 39}, "A"}, {{56, 39}, "B"}, {{85, 39}, "C"}, {{113, 39}, "D"}}));
+        const double mm = 2.8346276, y = 14 * mm;
+        QCOMPARE(draw_texts({{"TEXT", "H", 10, 10}}), painted({{{10 * mm, y}, "H"}}));
+        QCOMPARE(draw_texts({{"TEXT_FIX", "ABCD", 10, 10, 50}}), painted({{{10 * mm, y}, "A"},
+                                                                          {{20 * mm, y}, "B"},
+                                                                          {{30 * mm, y}, "C"},
+                                                                          {{40 * mm, y}, "D"}}));
     }
 
     void text_layout_data() {

@@ -22,6 +22,7 @@ check "--check prints the three error lines" diff -u - "$w/bad.err" <<'EOF2'
 (5) BOX not numeric "abc"
 EOF2
 check "--check exits 0 on a clean layout" "$batch" --check "$ex/invoice/invoice.csv"
+check "--version needs no files" test "$("$batch" --version)" = "korvan-batch 37/8.0.17 (layout VERSION 14)"
 check "usage errors exit 2" test "$(status --pdf "$w/x.pdf")$(status --pdf "$w/x.pdf" --png "$w/x" a b)$(
     status --png "$w/x" --dpi zero a b)" = 222
 

@@ -125,41 +125,4 @@ if turned not in text:
 if "2024-11-21" not in text:
     fail("delivery page 1: the date is not edited to 2024-11-21")
 
-# --- a long run: constant memory, every record exactly once and in order
-base = records(os.path.join(ex, "invoice", "invoice.tsv"))
-big = os.path.join(work, "big.tsv")
-
-
-def write_big(n):
-    with open(big, "w", encoding="utf-8") as f:
-        for i in range(n):
-            r = list(base[i % len(base)])
-            r[1] = "N%06d" % i
-            f.write("\t".join(r) + "\n")
-
-
-def peak_rss_kb(args):
-    proc = subprocess.Popen(args, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
-    _, status, usage = os.wait4(proc.pid, 0)
-    if os.waitstatus_to_exitcode(status) != 0:
-        fail("%s failed: %s" % (args, proc.stderr.read().decode()))
-    return usage.ru_maxrss
-
-
-layout = os.path.join(ex, "invoice", "invoice.csv")
-write_big(1000)
-small_rss = peak_rss_kb([batch, "--pdf", os.path.join(work, "small.pdf"), big, layout])
-write_big(10000)
-big_pdf = os.path.join(work, "big.pdf")
-big_rss = peak_rss_kb([batch, "--pdf", big_pdf, big, layout])
-print("  peak memory: 1,000 pages %d MB, 10,000 pages %d MB" % (small_rss // 1024, big_rss // 1024))
-if big_rss > small_rss + 30 * 1024:
-    fail("memory grows with the pages: %d KB for 1,000, %d KB for 10,000" % (small_rss, big_rss))
-pages, _, _ = pdf_pages_and_size(big_pdf)
-if pages != 10000:
-    fail("the long run has %d pages, not 10000" % pages)
-numbers = re.findall(r"N\d{6}", run("pdftotext", "-raw", big_pdf, "-").replace(" ", ""))
-if numbers != ["N%06d" % i for i in range(10000)]:
-    fail("the long run does not show every record exactly once in order (%d numbers)" % len(numbers))
-
 sys.exit(1 if failures else 0)

@@ -29,35 +29,35 @@ check_box() {
         700,700 || fail "$1: box at $l,$t-$r,$b expected; pixels ${P[*]}"
 }
 
-# left = trunc(x1 * 2.8346276), top likewise; the box covers trunc(width * 2.8346276)
-# pixels, so right = left + that - 1, likewise bottom; millimetres are multiplied by the
-# zoom first. Zoom 1: 10 mm -> 28, 100 mm -> 283, 50 mm -> 141.
+# An edge at x mm lies in the pixel column floor(x * zoom * 2.8346276), the offsets
+# added to x first; likewise rows. Zoom 1: 10 mm -> 28.35, 110 mm -> 311.81, 60 mm -> 170.08.
 check_title start 1
-check_box start 28 28 310 168
-# Insert: zoom 1.1. 11 mm -> 31, 110 mm -> 311, 55 mm -> 155.
+check_box start 28 28 311 170
+# Insert: zoom 1.1. 10 mm -> 31.18, 110 mm -> 342.99, 60 mm -> 187.09.
 press Insert
 check_title Insert 1
-check_box insert 31 31 341 185
-# Right: x offset -10/1.1 = -9.0909 mm: (10 - 9.0909) * 1.1 = 1.0 mm -> 2.
+check_box insert 31 31 342 187
+# Right: x offset -10/1.1 = -9.0909 mm: (10 - 9.0909) * 1.1 = 1.0 mm -> 2.83, and
+# (110 - 9.0909) * 1.1 = 111.0 mm -> 314.65.
 press Right
-check_box right 2 31 312 185
-# Down: y offset -9.0909 mm likewise.
+check_box right 2 31 314 187
+# Down: y offset -9.0909 mm likewise: 2.83 and (60 - 9.0909) * 1.1 -> 158.74.
 press Down
-check_box down 2 2 312 156
+check_box down 2 2 314 158
 # Enter: the next page; the form stays where it is.
 press Return
 check_title Enter 2
-check_box enter 2 2 312 156
-# Home: zoom 1, y offset 0; the x offset stays: 0.9091 mm -> 2, right 2 + 283 - 1.
+check_box enter 2 2 314 158
+# Home: zoom 1, y offset 0; the x offset stays: 0.9091 mm -> 2.58, 100.9091 mm -> 286.04.
 press Home
 check_title Home 2
-check_box home 2 28 284 168
-# Left: -9.0909 + 10 = +0.9091 mm, past 0: 10.9091 mm -> 30. A second Left does
-# nothing: the offset is no longer negative.
+check_box home 2 28 286 170
+# Left: -9.0909 + 10 = +0.9091 mm, past 0: 10.9091 mm -> 30.92, 110.9091 -> 314.38. A
+# second Left does nothing: the offset is no longer negative.
 press Left
-check_box left 30 28 312 168
+check_box left 30 28 314 170
 press Left
-check_box "left again" 30 28 312 168
+check_box "left again" 30 28 314 170
 # Enter after the last page wraps to page 1.
 press Return
 check_title "Enter wrap" 1

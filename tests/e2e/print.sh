@@ -1,12 +1,13 @@
 #!/bin/bash
 # Printing through a real print system: a private CUPS scheduler with a PDF queue, the
 # program's print dialog accepted with a key press, and the job's PDF measured: page
-# count, paper size, the box's place on the sheet and each page's value. Then a
-# cancelled dialog, which leaves the error screen until Esc.
+# count, paper size, the box's place on the sheet and each page's value. Then a disabled
+# and a rejecting queue and a cancelled dialog, which leave the error screen until Esc.
 # The queue uses the Generic PDF Printer driver of cups-filters with a file: device, so
 # the job's PDF lands in this script's own directory whatever user runs it.
 . "$(dirname "$0")/lib/common.sh"
-need_tools Xvfb xdotool import convert cupsd lpadmin lpinfo lpstat pdfinfo pdftoppm pdftotext
+need_tools Xvfb xdotool import convert cupsd lpadmin lpinfo lpstat cupsdisable cupsreject pdfinfo \
+    pdftoppm pdftotext
 
 OUT=$E2E_TMP/out
 mkdir -p "$E2E_TMP/home"
@@ -59,6 +60,23 @@ for n in 1 2 3; do
     text=$(pdftotext -f "$n" -l "$n" "$OUT/job.pdf" - 2>/dev/null | tr -d ' \n\f')
     [ "$text" = "PAGE-${names[n - 1]}" ] || fail "page $n: text '$text'"
 done
+
+# A queue that cannot print: its reason on the error screen and standard error, no job.
+while read -r command reason; do
+    $command korvanpdf || die "$command failed"
+    answer_dialog Return
+    wait_window || die "no window after the dialog ($command)"
+    wait_pixels "$PINK $PINK $PINK" 5,5 400,700 790,790 || fail "$command: no pink error screen (pixels ${P[*]})"
+    press Escape
+    check_exit "$command: Esc"
+    [ "$(cat "$E2E_TMP/korvan.err")" = " Printer (korvanpdf) not ready: $reason" ] ||
+        fail "$command: standard error: $(head -c 500 "$E2E_TMP/korvan.err")"
+    cupsenable korvanpdf && cupsaccept korvanpdf
+done <<'QUEUES'
+cupsdisable the queue is disabled
+cupsreject the queue is rejecting jobs
+QUEUES
+[ "$(lpstat -W all -o korvanpdf | wc -l)" = 1 ] || fail "a queue that cannot print got a job"
 
 answer_dialog Escape
 wait_window || die "no window after the cancelled dialog"

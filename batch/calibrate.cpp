@@ -1,0 +1,242 @@
+#include "batch/calibrate.h"
+
+#include "batch/outputs.h"
+#include "layout/form.h"
+#include "output/calibration.h"
+
+#include <QCommandLineParser>
+#include <QPageLayout>
+#include <QPainter>
+#include <QPdfWriter>
+#include <QPrinter>
+#include <QPrinterInfo>
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+
+namespace batch {
+
+namespace {
+
+enum { EXIT_OK = 0, EXIT_ERRORS = 1, EXIT_USAGE = 2 };
+const QString program = QStringLiteral("korvan-batch");
+
+int usage_error(const QString& text) {
+    say(program + QStringLiteral(": ") + text);
+    say(QStringLiteral("Try 'korvan-batch --help' for more information."));
+    return EXIT_USAGE;
+}
+
+int run_error(const QString& text) {
+    say(program + QStringLiteral(": ") + text);
+    return EXIT_ERRORS;
+}
+
+QString no_queue_s(const QString& name) {
+    return QStringLiteral("no print queue named ") + name +
+           QStringLiteral(" (lpstat -p lists them)");
+}
+
+// The queue's name as the print system spells it; empty when there is no such queue.
+QString queue_named(const QString& name) {
+    for (const QString& queue : QPrinterInfo::availablePrinterNames())
+        if (queue.compare(name, Qt::CaseInsensitive) == 0) return queue;
+    return {};
+}
+
+// Exactly `count` finite numbers separated by commas.
+bool numbers_b(const QString& text, int count, double* out) {
+    const QStringList parts = text.split(QLatin1Char(','));
+    if (parts.size() != count) return false;
+    for (int i = 0; i < count; ++i) {
+        bool ok = false;
+        out[i] = parts[i].trimmed().toDouble(&ok);
+        if (!ok || !std::isfinite(out[i])) return false;
+    }
+    return true;
+}
+
+// The paper of a queue's calibration sheet: the queue's own, A4 without one.
+QPageSize paper_of(const QString& queue) {
+    if (!queue.isEmpty()) {
+        const QPageSize size = QPrinterInfo::printerInfo(queue).defaultPageSize();
+        if (size.isValid()) return size;
+    }
+    return QPageSize(QPageSize::A4);
+}
+
+void show_v(const QString& queue, const calibration_l& values) {
+    const QString line =
+        queue + QStringLiteral(": ") +
+        (values.identity_b() ? QStringLiteral("no calibration") : values.text_s()) +
+        QLatin1Char('\n');
+    std::fputs(line.toUtf8().constData(), stdout);
+}
+
+bool within_limits_b(const calibration_l& c) {
+    return calibration_l::shift_ok_b(c.shift_x) && calibration_l::shift_ok_b(c.shift_y) &&
+           calibration_l::stretch_ok_b(c.stretch_x) && calibration_l::stretch_ok_b(c.stretch_y);
+}
+
+int print_sheet_i(const QString& pdf, const QString& printer, const QString& values_queue) {
+    QString queue;
+    if (!printer.isEmpty()) {
+        queue = queue_named(printer);
+        if (queue.isEmpty()) return run_error(no_queue_s(printer));
+    }
+    // Drawn with the queue's calibration, as its forms are: the sheet then shows what
+    // the queue does to a form, and a calibrated queue reads 0 on every scale.
+    QString problem, note;
+    const calibration_l values = calibration_l::load_n(values_queue, &problem);
+    if (!problem.isEmpty()) {
+        say(program + QStringLiteral(": ") + problem +
+            QStringLiteral("; the sheet is drawn without calibration"));
+        note = QStringLiteral("The stored calibration is unusable and was ignored: ") + problem;
+    }
+    const QPageSize paper = paper_of(queue.isEmpty() ? values_queue : queue);
+    const QString named = values_queue.isEmpty() ? queue : values_queue;
+
+    // Full page at 72 dpi, as a print run: (0, 0) is the sheet's corner.
+    std::unique_ptr<QPagedPaintDevice> target;
+    if (pdf.isEmpty()) {
+        auto device = std::make_unique<QPrinter>(QPrinter::ScreenResolution);
+        device->setPrinterName(queue);
+        device->setResolution(72);
+        device->setFullPage(true);
+        device->setPageSize(paper);
+        device->setPageOrientation(QPageLayout::Portrait);
+        device->setDocName(QStringLiteral("korvan calibration sheet"));
+        target = std::move(device);
+    } else {
+        auto writer = std::make_unique<QPdfWriter>(pdf);
+        writer->setResolution(72);
+        writer->setCreator(program);
+        writer->setPageLayout(
+            QPageLayout(paper, QPageLayout::Portrait, QMarginsF(0, 0, 0, 0), QPageLayout::Point));
+        target = std::move(writer);
+    }
+    QPainter painter;
+    if (!painter.begin(target.get()))
+        return run_error(pdf.isEmpty() ? QStringLiteral("cannot print on ") + queue
+                                       : QStringLiteral("cannot write ") + pdf);
+    draw_calibration_sheet_v(&painter, paper.size(QPageSize::Millimeter), paper.name(), values,
+                             named, note);
+    painter.end();
+    return EXIT_OK;
+}
+
+} // namespace
+
+void calibration_options_l::add_to_v(QCommandLineParser& parser) const {
+    parser.addOptions({calibrate_, shift_, stretch_, readings_, clear_, calibration_, sheet_});
+}
+
+bool calibration_options_l::command_b(const QCommandLineParser& parser) const {
+    for (const QCommandLineOption* o :
+         {&calibrate_, &shift_, &stretch_, &readings_, &clear_, &sheet_})
+        if (parser.isSet(*o)) return true;
+    // --calibration QUEUE alone shows the values.
+    return parser.isSet(calibration_) && parser.positionalArguments().isEmpty() &&
+           !parser.isSet(QStringLiteral("pdf")) && !parser.isSet(QStringLiteral("png")) &&
+           !parser.isSet(QStringLiteral("printer"));
+}
+
+int calibration_options_l::run_i(const QCommandLineParser& parser) const {
+    if (!parser.positionalArguments().isEmpty())
+        return usage_error(QStringLiteral("a calibration command takes no DATA or LAYOUT"));
+    const QString pdf = parser.value(QStringLiteral("pdf"));
+    const QString printer = parser.value(QStringLiteral("printer"));
+
+    if (parser.isSet(sheet_)) {
+        if (parser.isSet(calibrate_) || parser.isSet(QStringLiteral("png")) ||
+            pdf.isEmpty() == printer.isEmpty())
+            return usage_error(
+                QStringLiteral("--calibration-sheet wants one of --pdf and --printer"));
+        return print_sheet_i(pdf, printer,
+                             parser.isSet(calibration_) ? parser.value(calibration_) : printer);
+    }
+
+    if (!parser.isSet(calibrate_)) {
+        if (!parser.isSet(calibration_))
+            return usage_error(QStringLiteral("--shift, --stretch, --readings and --clear go with "
+                                              "--calibrate QUEUE"));
+        // Show the values.
+        const QString name = parser.value(calibration_);
+        QString problem;
+        const calibration_l values = calibration_l::load_n(name, &problem);
+        if (!problem.isEmpty())
+            return run_error(problem + QStringLiteral("; the queue prints without calibration"));
+        if (values.identity_b() && queue_named(name).isEmpty()) return run_error(no_queue_s(name));
+        show_v(name, values);
+        return EXIT_OK;
+    }
+
+    const QString name = parser.value(calibrate_);
+    const bool set = parser.isSet(shift_) || parser.isSet(stretch_);
+    if (int(set) + int(parser.isSet(readings_)) + int(parser.isSet(clear_)) != 1)
+        return usage_error(QStringLiteral("--calibrate QUEUE wants --shift or --stretch (or both), "
+                                          "--readings, or --clear"));
+    double shift[2], stretch[2], readings[4];
+    if (parser.isSet(shift_) &&
+        !(numbers_b(parser.value(shift_), 2, shift) && calibration_l::shift_ok_b(shift[0]) &&
+          calibration_l::shift_ok_b(shift[1])))
+        return usage_error(QStringLiteral("--shift wants X,Y in millimetres, each from -20 to 20"));
+    if (parser.isSet(stretch_) &&
+        !(numbers_b(parser.value(stretch_), 2, stretch) &&
+          calibration_l::stretch_ok_b(stretch[0]) && calibration_l::stretch_ok_b(stretch[1])))
+        return usage_error(QStringLiteral("--stretch wants SX,SY, each from 0.9 to 1.1"));
+    if (parser.isSet(readings_) &&
+        !(numbers_b(parser.value(readings_), 4, readings) &&
+          std::all_of(readings, readings + 4, [](double r) { return std::fabs(r) <= 20; })))
+        return usage_error(QStringLiteral("--readings wants LEFT,RIGHT,TOP,BOTTOM in "
+                                          "millimetres, each from -20 to 20"));
+
+    QString problem;
+    if (parser.isSet(clear_)) {
+        // A queue that is gone may still have values to remove.
+        if (!calibration_l::store_b(name, nullptr, &problem)) return run_error(problem);
+        show_v(name, calibration_l());
+        return EXIT_OK;
+    }
+    const QString queue = queue_named(name);
+    if (queue.isEmpty()) return run_error(no_queue_s(name));
+    // Unusable stored values count as none, as they do when the queue prints.
+    QString stored_problem;
+    calibration_l values = calibration_l::load_n(queue, &stored_problem);
+    if (parser.isSet(shift_)) {
+        values.shift_x = shift[0];
+        values.shift_y = shift[1];
+    }
+    if (parser.isSet(stretch_)) {
+        values.stretch_x = stretch[0];
+        values.stretch_y = stretch[1];
+    }
+    if (parser.isSet(readings_)) {
+        const QSizeF paper = paper_of(queue).size(QPageSize::Millimeter);
+        values = values.corrected_n(readings, paper.width(), paper.height());
+        if (!within_limits_b(values))
+            return usage_error(QStringLiteral("the readings give ") + values.text_s() +
+                               QStringLiteral(", beyond -20 to 20 mm and 0.9 to 1.1: check them"));
+    }
+    if (!calibration_l::store_b(queue, &values, &problem)) return run_error(problem);
+    if (!stored_problem.isEmpty())
+        say(program + QStringLiteral(": ") + stored_problem + QStringLiteral("; replaced"));
+    show_v(queue, values);
+    return EXIT_OK;
+}
+
+bool calibration_options_l::apply_b(const QCommandLineParser& parser, form_l& form,
+                                    const QString& printer) const {
+    const QString queue = parser.isSet(calibration_) ? parser.value(calibration_) : printer;
+    const calibration_l values = calibration_l::printing_n(queue, program);
+    // A name that is neither a queue nor in the file is a mistake, not "no calibration".
+    if (parser.isSet(calibration_) && values.identity_b() && queue_named(queue).isEmpty()) {
+        run_error(no_queue_s(queue));
+        return false;
+    }
+    values.apply_v(&form);
+    return true;
+}
+
+} // namespace batch
