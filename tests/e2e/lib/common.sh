@@ -45,13 +45,15 @@ track() { E2E_PIDS+=("$1"); } # stopped by the cleanup
 # whatever the caller's environment says. The scripts start their servers one at a time
 # (a lock on /tmp/korvan-e2e-xvfb.lock, not inherited by the server), so that two of
 # them never weigh the same display number at once, and the server must answer a
-# client before the script goes on.
+# client before the script goes on. -noreset: an X server resets when its last client
+# leaves, and a client that connects during the reset is turned away ("could not
+# connect to display"); each program run of a script is such a last client.
 start_xvfb() {
     local n="" lock=/tmp/korvan-e2e-xvfb.lock
     mkfifo "$E2E_TMP/displayfd" || die "mkfifo failed"
     [ -e "$lock" ] || (umask 0 && : >>"$lock")
     exec 8<"$lock" && flock -w 120 8 || die "could not take $lock"
-    Xvfb -displayfd 3 -screen 0 1024x900x24 -nolisten tcp >"$E2E_TMP/xvfb.log" 2>&1 \
+    Xvfb -displayfd 3 -screen 0 1024x900x24 -nolisten tcp -noreset >"$E2E_TMP/xvfb.log" 2>&1 \
         3>"$E2E_TMP/displayfd" 8<&- &
     track $!
     read -r -t 30 n <"$E2E_TMP/displayfd" # once the server accepts connections
