@@ -97,11 +97,18 @@ fi
 rm -rf "$root"
 mkdir -p "$root"
 tar -C "$root" -xf "$base"
+# A root directory others may enter, as a machine's is (mktemp made it 0700): the print
+# scheduler runs its helpers as an unprivileged user.
+chmod 755 "$root"
 mkdir -p "$root/src/main" "$root/src/shared"
 git -C "$top" archive HEAD | tar -C "$root/src/main" -x
 [ -d "$top/../shared" ] && cp -a "$top/../shared/." "$root/src/shared/"
 cp /etc/resolv.conf "$root/etc/resolv.conf" 2>/dev/null || true
 
+# The tree's root a mount point of its own, as a machine's root is: a private mount
+# namespace (the e2e tests make them) cannot be made in a chroot whose root is not.
+mount --bind "$root" "$root"
+mounted+=("$root")
 mount_in_tree proc proc /proc
 mount_in_tree sysfs sysfs /sys
 mount_in_tree devtmpfs udev /dev

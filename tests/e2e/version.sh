@@ -16,8 +16,8 @@ if [ "$E2E_SRC" != --inside-namespace ]; then
     [ -x "$KORVAN" ] || die "no program at $KORVAN"
     for ns in "--mount" "--user --map-root-user --mount"; do
         unshare $ns --propagation private true 2>/dev/null || continue
-        unshare $ns --propagation private bash "$0" "$E2E_BIN" --inside-namespace || E2E_FAILURES=1
-        finish
+        unshare $ns --propagation private bash "$0" "$E2E_BIN" --inside-namespace
+        inside_done $?
     done
     skip "no private mount namespace: 'unshare --mount' failed, and in a user namespace too"
 fi
