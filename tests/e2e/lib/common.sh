@@ -29,10 +29,10 @@ fail() { say "FAIL: $*" >&2; E2E_FAILURES=$((E2E_FAILURES + 1)); }
 die() { fail "$*"; exit 1; }
 skip() { say "SKIP: $*"; exit 77; } # ctest reports the script as skipped
 finish() { ((E2E_FAILURES == 0)) || die "$E2E_FAILURES check(s) failed"; say "all checks passed"; exit 0; }
-check() { "${@:2}" || fail "$1"; }
+check() { "${@:2}" || fail "$1"; } # a description, then a command that must succeed
 # The end of a script that ran its checks again in a private namespace: that run's
 # status decides (a skip inside is a skip).
-inside_done() { [ "$1" = 77 ] && exit 77; [ "$1" = 0 ] || E2E_FAILURES=1; finish; } # a description, then a command that must succeed
+inside_done() { [ "$1" = 77 ] && exit 77; [ "$1" = 0 ] || E2E_FAILURES=1; finish; }
 
 need_tools() {
     local t
