@@ -16,9 +16,11 @@
 # 4. Then the Debian package: `make package` in the tree, and scripts/package-check.sh
 #    installs it into the same tree with apt and checks the installed programs.
 #    FRESH_PACKAGE=0 leaves this step out.
-# /proc, /sys, /dev, /dev/pts, /dev/shm and /run are mounted in the tree for steps 3 and
-# 4 and unmounted again on every way out (failure, Ctrl-C, SIGTERM included); the
-# unpacked tree is removed at the end unless --keep is given. Needs root (or sudo).
+# The script runs in a mount namespace of its own: /proc, /sys, /dev, /dev/pts, /dev/shm
+# and /run, mounted in the tree for steps 3 and 4, are never seen outside it, and go
+# with its last process whatever ends the run; on Ctrl-C, SIGTERM or SIGHUP the
+# commands running in the tree are stopped and the mounts undone at once. The unpacked
+# tree is removed at the end unless --keep is given. Needs root (or sudo).
 # Exit status: 0 when make check and the package check passed in the tree.
 set -euo pipefail
 
@@ -32,6 +34,10 @@ keep=0
 say() { printf 'check-fresh: %s\n' "$*"; }
 if [ "$(id -u)" -ne 0 ]; then
     exec sudo --preserve-env=FRESH_CACHE,FRESH_PACKAGE "$0" "$@"
+fi
+if [ "${KORVAN_FRESH_NAMESPACE:-}" != 1 ]; then
+    export KORVAN_FRESH_NAMESPACE=1
+    exec unshare --mount --propagation private "$0" "$@"
 fi
 step_start=$SECONDS
 timed() { # name, then the command; prints how long it took
@@ -54,8 +60,15 @@ mirror=$(awk '/^URIs:/ { print $2; exit }' /etc/apt/sources.list.d/debian.source
 [ -n "$mirror" ] || mirror=http://deb.debian.org/debian
 
 mounted=()
+child=""
 cleanup() {
     local i status=$?
+    set +e # every step of the clean-up runs, whatever the one before it gave
+    if [ -n "$child" ]; then # the command running in the tree, and all it started
+        kill -TERM -- "-$child" 2>/dev/null && sleep 1
+        kill -KILL -- "-$child" 2>/dev/null
+        wait "$child" 2>/dev/null
+    fi
     for ((i = ${#mounted[@]} - 1; i >= 0; i--)); do
         umount "${mounted[$i]}" 2>/dev/null || umount -l "${mounted[$i]}" 2>/dev/null || true
     done
@@ -119,9 +132,17 @@ mkdir -p "$root/var/cache/apt/archives"
 mount --bind "$cache/archives" "$root/var/cache/apt/archives"
 mounted+=("$root/var/cache/apt/archives")
 
+# A command in the tree, in a process group of its own that a signal to the script
+# stops whole; it runs in the background so that the signal is handled at once, not
+# when the command ends.
 in_tree() {
-    chroot "$root" /usr/bin/env -i HOME=/root TERM="${TERM:-dumb}" LANG=C.UTF-8 \
-        PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin /bin/bash -c "$1"
+    setsid chroot "$root" /usr/bin/env -i HOME=/root TERM="${TERM:-dumb}" LANG=C.UTF-8 \
+        PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin /bin/bash -c "$1" &
+    child=$!
+    local status=0
+    wait "$child" || status=$?
+    child=""
+    return $status
 }
 
 # 3. Only make, then the README's command.
