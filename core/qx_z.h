@@ -130,7 +130,8 @@ public:
     QString file_encoding_s(const QString& path);
 
     // --- fonts (fonts.cpp) ---
-    // Maps the Windows Japanese font names to the IPA fonts, once per process.
+    // Maps the Windows Japanese font names to the IPA fonts, and makes the IPAex fonts
+    // and IPAmj Mincho stand in for what those lack, once per process.
     static void install_font_substitutions();
     // The installed family that `name` stands for (case-insensitive, mapped names
     // included), or empty when there is none.

@@ -7,7 +7,8 @@ set -euo pipefail
 packages=(
     build-essential cmake pkg-config
     qt6-base-dev qt6-base-dev-tools
-    fonts-ipafont-gothic fonts-ipafont-mincho
+    fonts-ipafont-gothic fonts-ipafont-mincho fonts-ipaexfont-gothic fonts-ipaexfont-mincho
+    fonts-ipamj-mincho fonts-dejavu-core
     zbar-tools zint poppler-utils qpdf
     xvfb xdotool x11-apps imagemagick
     cups libcups2-dev printer-driver-cups-pdf

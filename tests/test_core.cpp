@@ -5,6 +5,7 @@
 #include "support.h"
 
 #include <QFontInfo>
+#include <QPainter>
 #include <climits>
 #include <cmath>
 #include <sys/stat.h>
@@ -166,6 +167,42 @@ private slots:
         QCOMPARE(ctx->version_label, u("37/8.0.17"));
         // Layouts name the Windows fonts; here they draw in the IPA fonts.
         QCOMPARE(QFontInfo(ctx->default_font).family(), u("IPAGothic"));
+    }
+
+    // A character the layout's font lacks is drawn in the font the program names for it,
+    // not in whatever the machine's fontconfig would pick: the IPAex font of the same
+    // style, then IPAmj Mincho. (Left to fontconfig, a Mincho text gets its vertical
+    // brackets from IPAexGothic under the tests' own configuration.)
+    void fonts_stand_in_data() {
+        QTest::addColumn<QString>("family");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("drawn_in");
+        const char* rows[][3] = {
+            {"IPAMincho", "︵︶", "IPAexMincho"}, {"IPAPMincho", "︻", "IPAexMincho"},
+            {"MS Mincho", "︵", "IPAexMincho"},   {"ＭＳ 明朝", "︶", "IPAexMincho"},
+            {"IPAGothic", "︵︶", "IPAexGothic"}, {"MS PGothic", "︼", "IPAexGothic"},
+            {"IPAMincho", "𠮷", "IPAmjMincho"},   {"IPAexGothic", "𠮷", "IPAmjMincho"},
+            {"MS UI Gothic", "𠮷", "IPAmjMincho"}};
+        for (const auto& r : rows)
+            QTest::addRow("%s %s", r[0], r[1]) << u(r[0]) << u(r[1]) << u(r[2]);
+    }
+    void fonts_stand_in() {
+        QFETCH(QString, family);
+        QFETCH(QString, text);
+        QFETCH(QString, drawn_in);
+        const auto draw = [&](const QString& f) {
+            QImage image(200, 80, QImage::Format_RGB32);
+            image.fill(Qt::white);
+            QFont font(f);
+            font.setPixelSize(48);
+            QPainter painter(&image);
+            painter.setFont(font);
+            painter.drawText(10, 60, text);
+            return image;
+        };
+        const QImage got = draw(family);
+        QVERIFY(!ink(got, 128).isEmpty());
+        QCOMPARE(got, draw(drawn_in));
     }
 
     void string_rules_data() { table_data(rule_rows, &rule_row::in); }

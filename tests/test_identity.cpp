@@ -286,7 +286,8 @@ private slots:
         QFETCH(QString, data);
         if (QStandardPaths::findExecutable(QStringLiteral("pdftotext")).isEmpty() ||
             QStandardPaths::findExecutable(QStringLiteral("pdftoppm")).isEmpty())
-            QSKIP("poppler-utils (pdftotext, pdftoppm) is not installed");
+            QFAIL("poppler-utils (pdftotext, pdftoppm) is not installed: scripts/install-deps.sh "
+                  "installs it");
         const QString name = QString::fromLatin1(QTest::currentDataTag());
         QTemporaryDir dir;
         QVERIFY(dir.isValid());

@@ -14,8 +14,8 @@
 if [ "$E2E_SRC" != --inside-namespace ]; then
     need_tools pdfinfo cupsd lpadmin lpinfo lpstat cupsdisable cupsreject unshare
     unshare --mount --propagation private true 2>/dev/null || skip "unshare is not available"
-    unshare --mount --propagation private bash "$0" "$E2E_BIN" --inside-namespace || E2E_FAILURES=1
-    finish
+    unshare --mount --propagation private bash "$0" "$E2E_BIN" --inside-namespace
+    inside_done $?
 fi
 batch=$E2E_BIN/korvan-batch w=$E2E_TMP
 pages=5000

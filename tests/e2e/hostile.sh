@@ -6,6 +6,6 @@
 # Usage: hostile.sh <build>/bin <source dir>
 set -euo pipefail
 for tool in python3 pdfinfo pdftotext timeout; do
-    command -v "$tool" >/dev/null || { echo "hostile: SKIP: $tool is not installed"; exit 0; }
+    command -v "$tool" >/dev/null || { echo "hostile: SKIP: $tool is not installed"; exit 77; }
 done
 exec python3 "$(dirname "$0")/hostile.py" "$1" "$2"

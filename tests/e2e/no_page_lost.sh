@@ -10,7 +10,7 @@
 set -uo pipefail
 batch=$1/korvan-batch
 for tool in python3 pdfinfo pdftotext; do
-    command -v "$tool" >/dev/null || { echo "no_page_lost: SKIP: $tool is not installed"; exit 0; }
+    command -v "$tool" >/dev/null || { echo "no_page_lost: SKIP: $tool is not installed"; exit 77; }
 done
 work=$(mktemp -d "${TMPDIR:-/tmp}/korvan-no-page-lost.XXXXXX") || exit 1
 trap 'rm -rf "$work"' EXIT

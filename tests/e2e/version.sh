@@ -4,20 +4,39 @@
 # with status 0, with a display or without; with no work directory it still ends with 0
 # and writes nothing. Any other argument list is a normal run, which without a display
 # ends with status 1 and one line on standard error.
-# The checks run in a private mount namespace with a fresh tmpfs on /home/Q, so the real
-# work directory, which other tests use at the same time, is never touched.
+# The checks run in a private mount namespace whose /home is a tmpfs holding an empty
+# /home/Q of their own and, mounted again in their places, everything else the machine's
+# /home holds (the build may be in someone's home directory). The machine's /home/Q,
+# whether there is one or not, is never touched, nor is one made. A user other than root
+# gets the namespace inside a user namespace of their own.
 . "$(dirname "$0")/lib/common.sh"
 report=/home/Q/TMP/VERSION_KORVAN.TXT
 
 if [ "$E2E_SRC" != --inside-namespace ]; then
     [ -x "$KORVAN" ] || die "no program at $KORVAN"
-    unshare --mount --propagation private true 2>/dev/null || skip "unshare is not available"
-    unshare --mount --propagation private bash "$0" "$E2E_BIN" --inside-namespace || E2E_FAILURES=1
-    finish
+    for ns in "--mount" "--user --map-root-user --mount"; do
+        unshare $ns --propagation private true 2>/dev/null || continue
+        unshare $ns --propagation private bash "$0" "$E2E_BIN" --inside-namespace
+        inside_done $?
+    done
+    skip "no private mount namespace: 'unshare --mount' failed, and in a user namespace too"
 fi
-mount -t tmpfs tmpfs /home/Q && [ "$(findmnt -n -o FSTYPE --target /home/Q)" = tmpfs ] ||
-    die "could not mount a tmpfs on /home/Q"
-mkdir /home/Q/TMP
+exec 9</home # the machine's /home, reachable through /proc/$$/fd/9 once covered
+mount -t tmpfs -o mode=755 tmpfs /home || die "could not mount a tmpfs on /home"
+for entry in /proc/$$/fd/9/* /proc/$$/fd/9/.[!.]*; do
+    name=${entry##*/}
+    if [ "$name" = Q ] || { [ ! -e "$entry" ] && [ ! -L "$entry" ]; }; then
+        continue
+    elif [ -L "$entry" ]; then
+        cp -P "$entry" "/home/$name"
+    elif [ -d "$entry" ]; then
+        mkdir "/home/$name" && mount --no-canonicalize --rbind "$entry" "/home/$name"
+    else
+        touch "/home/$name" && mount --no-canonicalize --bind "$entry" "/home/$name"
+    fi || die "could not mount /home/$name again"
+done
+exec 9<&-
+mkdir -p /home/Q/TMP
 
 # run <offscreen|none> <argument>...: the status in rc, standard error in $E2E_TMP/err.
 run() {

@@ -9,6 +9,8 @@ KORVAN=$E2E_BIN/korvan
 E2E_FAILURES=0
 E2E_PIDS=()
 E2E_TMP=$(mktemp -d "${TMPDIR:-/tmp}/korvan-e2e-$E2E_NAME.XXXXXX") || exit 1
+# The project's fonts and no other, as in every test.
+export FONTCONFIG_FILE=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)/fonts.conf
 PINK=255,128,192
 
 e2e_cleanup() {
@@ -25,9 +27,12 @@ say() { printf '%s: %s\n' "$E2E_NAME" "$*"; }
 # A failed check: the script goes on and ends non-zero. die: the rest cannot go on.
 fail() { say "FAIL: $*" >&2; E2E_FAILURES=$((E2E_FAILURES + 1)); }
 die() { fail "$*"; exit 1; }
-skip() { say "SKIP: $*"; exit 0; }
+skip() { say "SKIP: $*"; exit 77; } # ctest reports the script as skipped
 finish() { ((E2E_FAILURES == 0)) || die "$E2E_FAILURES check(s) failed"; say "all checks passed"; exit 0; }
 check() { "${@:2}" || fail "$1"; } # a description, then a command that must succeed
+# The end of a script that ran its checks again in a private namespace: that run's
+# status decides (a skip inside is a skip).
+inside_done() { [ "$1" = 77 ] && exit 77; [ "$1" = 0 ] || E2E_FAILURES=1; finish; }
 
 need_tools() {
     local t
@@ -40,17 +45,28 @@ need_tools() {
 track() { E2E_PIDS+=("$1"); } # stopped by the cleanup
 
 # A private X server on a display number it picks itself, which the program must use
-# whatever the caller's environment says.
+# whatever the caller's environment says. The scripts start their servers one at a time
+# (a lock on /tmp/korvan-e2e-xvfb.lock, not inherited by the server), so that two of
+# them never weigh the same display number at once, and the server must answer a
+# client before the script goes on. -noreset: an X server resets when its last client
+# leaves, and a client that connects during the reset is turned away ("could not
+# connect to display"); each program run of a script is such a last client.
 start_xvfb() {
-    local n=""
+    local n="" lock=/tmp/korvan-e2e-xvfb.lock
     mkfifo "$E2E_TMP/displayfd" || die "mkfifo failed"
-    Xvfb -displayfd 3 -screen 0 1024x900x24 -nolisten tcp >"$E2E_TMP/xvfb.log" 2>&1 3>"$E2E_TMP/displayfd" &
+    [ -e "$lock" ] || (umask 0 && : >>"$lock")
+    exec 8<"$lock" && flock -w 120 8 || die "could not take $lock"
+    Xvfb -displayfd 3 -screen 0 1024x900x24 -nolisten tcp -noreset >"$E2E_TMP/xvfb.log" 2>&1 \
+        3>"$E2E_TMP/displayfd" 8<&- &
     track $!
-    read -r -t 20 n <"$E2E_TMP/displayfd" # once the server accepts connections
+    read -r -t 30 n <"$E2E_TMP/displayfd" # once the server accepts connections
+    exec 8<&-
     [ -n "$n" ] || die "Xvfb did not start: $(cat "$E2E_TMP/xvfb.log")"
     export DISPLAY=:$n QT_QPA_PLATFORM=xcb XDG_RUNTIME_DIR=$E2E_TMP/runtime
     unset WAYLAND_DISPLAY
     mkdir -p -m 700 "$XDG_RUNTIME_DIR"
+    T=100 poll eval 'xdotool getdisplaygeometry >/dev/null 2>&1' ||
+        die "Xvfb on $DISPLAY does not answer: $(cat "$E2E_TMP/xvfb.log")"
 }
 
 # Starts the program in the background: KORVAN_PID, its output in $E2E_TMP/korvan.*.
