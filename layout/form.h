@@ -77,6 +77,13 @@ public:
 
     // ---- error list (layout/errors.cpp) ----
     void add_err_v(int show_now);
+    // A value the layout gives that the program replaces by another without saying so
+    // (an unknown paper name, an orientation that is neither 1 nor 2): recorded with
+    // the record's prefix, not an error.
+    void add_warning_v();
+    // The errors and warnings in the form editors and build tools read, in line order:
+    // "FILE:LINE: error: message", "FILE:LINE: warning: message".
+    QStringList located_lines(const QString& file) const;
     void form_layout_err_count();
     void err_v();
 
@@ -171,6 +178,7 @@ public:
     // Errors.
     int error_flag = 0;
     s_l error_list;
+    s_l warning_list;
     QString error_prefix;
 
     // Layout reader.
