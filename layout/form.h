@@ -90,6 +90,11 @@ public:
     // ---- data stream (render/data.cpp) ----
     int read_b();
     int read_data_b(int start);
+    // Reopens the data file and stands at the first value of page `start`, wherever the
+    // stream was (the preview coming back to a page); errors as read_data_b's, except
+    // that without `report_past_end` data that ends before the page returns -1 quietly.
+    int position_data_b(int start, bool report_past_end = true);
+
 
     // ---- page renderer (render/page.cpp) ----
     int print_sub_b(int copy, float x_offset, float y_offset, float scale);

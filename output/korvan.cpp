@@ -19,6 +19,7 @@ korvan_l::korvan_l(qx_z_l* context, QWidget* parent) : QWidget(parent), form_l(c
     setAutoFillBackground(true);
     show();
     setup_v();
+    stream_page = current_page;
 }
 
 korvan_l::~korvan_l() = default;
@@ -33,7 +34,20 @@ void korvan_l::set_title_v(const QString& title) {
     setWindowTitle(title);
 }
 bool korvan_l::display_b() {
-    return display_print_b(x_offset, y_offset, zoom);
+    const bool fresh = replay_index == -1 && error_flag != 1;
+    const bool drawn = display_print_b(x_offset, y_offset, zoom);
+    // Drawing the page took its values: the stream stands at the next page.
+    if (fresh && drawn) stream_page = current_page + 1;
+    return drawn;
+}
+
+void korvan_l::follow_page_v() {
+    if (mode != MODE_DISPLAY || error_flag == 1 || stream_page == current_page) return;
+    const int page = current_page;
+    if (position_data_b(page) == 1)
+        stream_page = page;
+    else
+        current_page = page; // the title still names the page asked for
 }
 
 bool korvan_l::printer_b() {
@@ -179,6 +193,18 @@ void korvan_l::next_page_v() {
         current_page += 1;
         if (!(current_page <= last_page || last_page == -1)) current_page = first;
     }
+    // Back at the start page after the last one, every page shows its data again.
+    follow_page_v();
+    repaint_v();
+}
+
+void korvan_l::previous_page_v() {
+    const int first = start_page == 0 ? 1 : start_page;
+    if (current_page <= first) return;
+    replay_index = -1;
+    ctx->clear_s_v(&page_values);
+    current_page -= 1;
+    follow_page_v();
     repaint_v();
 }
 
@@ -215,6 +241,12 @@ void korvan_l::keyPressEvent(QKeyEvent* event) {
         if (zoom > 0.3f) zoom -= 0.1f;
     } else if (ctx->e2k_b(key, Qt::Key_Escape)) {
         close_v();
+        return;
+    } else if (ctx->e2k_b(key, Qt::Key_PageDown)) {
+        next_page_v();
+        return;
+    } else if (ctx->e2k_b(key, Qt::Key_PageUp)) {
+        previous_page_v();
         return;
     } else {
         // Character keys carry their code point; the special keys lie above the

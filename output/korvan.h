@@ -25,6 +25,8 @@ public:
 
     // Enter: the next page, wrapping back to the start page after the last one.
     void next_page_v();
+    // Page Up: the page before, never before the start page.
+    void previous_page_v();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
@@ -37,4 +39,10 @@ private:
     bool print_pages_b();
     // Print mode shows its dialog once; set as soon as the run was handed to it.
     bool print_run_started = false;
+
+    // Stands the data stream at the page shown when it is elsewhere (the preview came
+    // back to a page, or a paint was skipped).
+    void follow_page_v();
+    // The page whose first value the data stream stands at (display mode).
+    int stream_page = -1;
 };

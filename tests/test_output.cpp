@@ -130,7 +130,7 @@ private slots:
         row("insert has no limit", {9.95f, 0, 0}, {Qt::Key_Insert}, {10.05f, 0, 0});
         // Function keys have a letter's low bits, the volume key those of "p".
         row("other keys", {1.2f, -1, -2},
-            {Qt::Key_A, Qt::Key_F1, Qt::Key_Space, Qt::Key_PageDown, Qt::Key_VolumeDown}, {1.2f, -1, -2});
+            {Qt::Key_A, Qt::Key_F1, Qt::Key_Space, Qt::Key_Pause, Qt::Key_VolumeDown}, {1.2f, -1, -2});
         // clang-format on
     }
     void move_and_zoom_keys() {
@@ -178,18 +178,24 @@ private slots:
     }
 
     // Pages of one value a line. The first page is the one shown at start, then one per
-    // Enter (or Return), wrapping after the end page or the end of the data.
+    // Enter (or Return, or the key given), wrapping after the end page or the end of the
+    // data; every page shows its own line's value, also after the wrap.
     void enter_walks_the_pages_data() {
         QTest::addColumn<QString>("mode");
         QTest::addColumn<QStringList>("range");
         QTest::addColumn<int>("data_lines");
         QTest::addColumn<QList<int>>("pages");
+        QTest::addColumn<QList<int>>("keys");
         // clang-format off
-        QTest::newRow("end page 3 from 2") << "TEST" << QStringList{"2", "3"} << 5 << QList<int>{2, 3, 2, 3};
-        QTest::newRow("end page equal to start") << "TEST" << QStringList{"2", "2"} << 5 << QList<int>{2, 2};
-        QTest::newRow("data runs out") << "DISPLAY" << QStringList{"1", "0"} << 3 << QList<int>{1, 2, 3, 1};
-        QTest::newRow("single page") << "TEST" << QStringList{"1", "0"} << 1 << QList<int>{1, 1};
-        QTest::newRow("test data from page 4") << "DATA" << QStringList{"4", "9"} << 0 << QList<int>{4, 4};
+        QTest::newRow("end page 3 from 2") << "TEST" << QStringList{"2", "3"} << 5 << QList<int>{2, 3, 2, 3, 2} << QList<int>{};
+        QTest::newRow("end page equal to start") << "TEST" << QStringList{"2", "2"} << 5 << QList<int>{2, 2, 2} << QList<int>{};
+        QTest::newRow("data runs out") << "DISPLAY" << QStringList{"1", "0"} << 3 << QList<int>{1, 2, 3, 1, 2, 3, 1} << QList<int>{};
+        QTest::newRow("single page") << "TEST" << QStringList{"1", "0"} << 1 << QList<int>{1, 1, 1} << QList<int>{};
+        QTest::newRow("test data from page 4") << "DATA" << QStringList{"4", "9"} << 0 << QList<int>{4, 4} << QList<int>{};
+        QTest::newRow("page down and up") << "TEST" << QStringList{"2", "0"} << 4
+            << QList<int>{2, 3, 4, 3, 2, 2, 3, 4, 2}
+            << QList<int>{Qt::Key_PageDown, Qt::Key_PageDown, Qt::Key_PageUp, Qt::Key_PageUp,
+                          Qt::Key_PageUp, Qt::Key_PageDown, Qt::Key_PageDown, Qt::Key_PageDown};
         // clang-format on
     }
     void enter_walks_the_pages() {
@@ -197,13 +203,18 @@ private slots:
         QFETCH(QStringList, range);
         QFETCH(int, data_lines);
         QFETCH(QList<int>, pages);
+        QFETCH(QList<int>, keys);
         auto r = run(mode, data_lines, range);
         korvan_l* w = shown(*r);
         QVERIFY(w);
         for (int i = 0; i < pages.size(); ++i) {
-            if (i > 0) QTest::keyClick(w, i % 2 ? Qt::Key_Enter : Qt::Key_Return);
+            if (i > 0)
+                QTest::keyClick(w,
+                                Qt::Key(keys.value(i - 1, i % 2 ? Qt::Key_Enter : Qt::Key_Return)));
             QCOMPARE(w->current_page, pages.at(i));
             QVERIFY(w->windowTitle().endsWith(QString(" PAGE(%1)").arg(pages.at(i))));
+            if (mode != "DATA")
+                QCOMPARE(w->page_values, QStringList{QString("value%1").arg(pages.at(i))});
         }
         QCOMPARE(w->error_flag, 0);
     }
