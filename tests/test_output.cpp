@@ -1,5 +1,7 @@
-// The output side: paper names, the preview window's keys and page walk, the error
-// screen, and printing through the print dialog (answered by the test, into a PDF).
+// The output side: paper names, the scanned background, the preview window's keys and
+// page walk, the error screen, and printing through the print dialog (answered by the
+// test, into a PDF).
+#include "output/background.h"
 #include "output/korvan.h"
 #include "support.h"
 
@@ -105,6 +107,52 @@ private slots:
             QCOMPARE(s->found, 1);
             if (id == QPageSize::Custom) QVERIFY(!size.isValid());
         }
+    }
+
+    // The scanned background: its size on the sheet from its own resolution or the one
+    // given, and a line saying why when it cannot be used. A file that states no
+    // resolution: a 1 x 1 white PNG without a pHYs chunk.
+    void background_data() {
+        QTest::addColumn<QByteArray>("file"); // "stated": 420 x 594 px at 2000 dots a metre
+        QTest::addColumn<double>("dpi");
+        QTest::addColumn<QSizeF>("mm"); // empty: refused
+        QTest::addColumn<QString>("problem");
+        const QByteArray none = QByteArray::fromHex(
+            "89504e470d0a1a0a0000000d49484452000000010000000108000000003a7e9b550000000a494441"
+            "54789c63f80f0001010100b138f6140000000049454e44ae426082");
+        QTest::newRow("stated") << QByteArray("stated") << 0.0 << QSizeF(210, 297) << "";
+        QTest::newRow("given over stated")
+            << QByteArray("stated") << 254.0 << QSizeF(42, 59.4) << "";
+        QTest::newRow("none stated") << none << 0.0 << QSizeF() << ": its resolution is not known";
+        QTest::newRow("none stated, given") << none << 25.4 << QSizeF(1, 1) << "";
+        QTest::newRow("not an image")
+            << QByteArray("PAPER,A4,1\n") << 300.0 << QSizeF() << ": not an image";
+        QTest::newRow("missing") << QByteArray() << 300.0 << QSizeF() << ": no such file";
+    }
+    void background() {
+        QFETCH(QByteArray, file);
+        QFETCH(double, dpi);
+        QFETCH(QSizeF, mm);
+        QFETCH(QString, problem);
+        const QString path = dir.filePath("stock.png");
+        QFile::remove(path);
+        if (file == "stated") {
+            QImage image(420, 594, QImage::Format_RGB32);
+            image.fill(Qt::white);
+            image.setDotsPerMeterX(2000), image.setDotsPerMeterY(2000);
+            QVERIFY(image.save(path));
+        } else if (!file.isEmpty()) {
+            put(dir, "stock.png", file);
+        }
+        background_l b;
+        QCOMPARE(b.load_b(path, dpi), !mm.isEmpty());
+        QCOMPARE(b.empty(), mm.isEmpty());
+        QVERIFY2(qAbs(b.size_mm.width() - mm.width()) < 1e-9 &&
+                     qAbs(b.size_mm.height() - mm.height()) < 1e-9,
+                 qPrintable(QString("%1 x %2 mm").arg(b.size_mm.width()).arg(b.size_mm.height())));
+        QVERIFY2(problem.isEmpty() ? b.problem.isEmpty()
+                                   : b.problem.startsWith("background " + path + problem),
+                 qPrintable(b.problem));
     }
 
     // One key press moves 10 mm of page divided by the zoom; Up and Left only move back
