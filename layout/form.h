@@ -28,6 +28,9 @@ public:
     virtual ~form_l();
     form_l(const form_l&) = delete;
     form_l& operator=(const form_l&) = delete;
+    // Puts every member back as a new run has it (same context and command line), so
+    // that the preview can read its files again; setup_v() then does the set-up.
+    void restart_v();
 
     // ---- hooks into the window (do nothing without one) ----
     virtual void repaint_v() {}
@@ -94,7 +97,6 @@ public:
     // stream was (the preview coming back to a page); errors as read_data_b's, except
     // that without `report_past_end` data that ends before the page returns -1 quietly.
     int position_data_b(int start, bool report_past_end = true);
-
 
     // ---- page renderer (render/page.cpp) ----
     int print_sub_b(int copy, float x_offset, float y_offset, float scale);
@@ -286,4 +288,8 @@ public:
     QBrush error_background_brush;
     QFont error_font;
     QString run_summary;
+
+private:
+    // Member by member, for restart_v(); the items are freed there first.
+    form_l& operator=(form_l&&);
 };

@@ -20,6 +20,7 @@ korvan_l::korvan_l(qx_z_l* context, QWidget* parent) : QWidget(parent), form_l(c
     show();
     setup_v();
     stream_page = current_page;
+    if (mode == MODE_DISPLAY || mode == MODE_TEST_DATA) start_watching_v();
 }
 
 korvan_l::~korvan_l() = default;
@@ -39,6 +40,10 @@ bool korvan_l::display_b() {
     // Drawing the page took its values: the stream stands at the next page.
     if (fresh && drawn) stream_page = current_page + 1;
     return drawn;
+}
+
+bool korvan_l::shows_page_b() const {
+    return (mode == MODE_DISPLAY || mode == MODE_TEST_DATA) && error_flag != 1;
 }
 
 void korvan_l::follow_page_v() {
@@ -132,14 +137,18 @@ bool korvan_l::print_pages_b() {
     return printed;
 }
 
-void korvan_l::paintEvent(QPaintEvent*) {
+void korvan_l::paintEvent(QPaintEvent* event) {
     if (ready == 0 || printing_flag == 1) return;
     // A paint inside a paint (a dialog's event loop): the outer one is still drawing.
     if (busy_flag == 1) return;
 
     QPainter window_painter(this);
+    // Only the status line asked to be drawn (the mouse moved): the page is as it was.
+    const bool view = shows_page_b();
+    if (view && status_rect().contains(event->rect())) return draw_status_v(window_painter);
     QPainter* const outer = painter;
     painter = &window_painter;
+    if (view) draw_sheet_v(window_painter);
     if (error_flag == 1) err_v();
     for (;;) {
         if (finished_flag == 1) {
@@ -174,8 +183,13 @@ void korvan_l::paintEvent(QPaintEvent*) {
             error_flag = 1;
         }
         busy_flag = 0;
-        if (error_flag == 1) err_v();
+        if (error_flag == 1) {
+            // The sheet goes with the page it was drawn for.
+            if (view) window_painter.fillRect(rect(), palette().window());
+            err_v();
+        }
     }
+    if (shows_page_b()) draw_status_v(window_painter);
     painter = outer;
 }
 
@@ -242,11 +256,7 @@ void korvan_l::keyPressEvent(QKeyEvent* event) {
     } else if (ctx->e2k_b(key, Qt::Key_Escape)) {
         close_v();
         return;
-    } else if (ctx->e2k_b(key, Qt::Key_PageDown)) {
-        next_page_v();
-        return;
-    } else if (ctx->e2k_b(key, Qt::Key_PageUp)) {
-        previous_page_v();
+    } else if (design_key_b(key)) {
         return;
     } else {
         // Character keys carry their code point; the special keys lie above the
