@@ -9,7 +9,7 @@ packages=(
     qt6-base-dev qt6-base-dev-tools
     fonts-ipafont-gothic fonts-ipafont-mincho
     zbar-tools zint poppler-utils
-    xvfb xdotool x11-apps imagemagick
+    xvfb xdotool x11-apps imagemagick tesseract-ocr
     cups printer-driver-cups-pdf
     python3
 )
