@@ -115,14 +115,14 @@ void korvan_l::draw_sheet_v(QPainter& p) {
     if (grid_shown) draw_grid_v(p, sheet);
 }
 
-// Lines every 10 mm, lighter every 5 mm and, once they are at least 4 pixels apart,
-// every millimetre; a line at x mm fills the pixel column that holds x, as an edge of
-// the page does. Labels every 10 mm (20, 50 or 100 when zoomed out).
+// Lines every 10 mm, lighter every 5 mm (unless zoomed far out) and, once they are at
+// least 4 pixels apart, every millimetre; a line at x mm fills the pixel column that holds x, as an
+// edge of the page does. Labels every 10 mm (20, 50 or 100 when zoomed out).
 void korvan_l::draw_grid_v(QPainter& p, const QRect& sheet) {
     const QSizeF mm = sheet_mm();
     const double per_mm = window_point(QPointF(1, 0)).x() - window_point(QPointF(0, 0)).x();
     if (!(per_mm > 0)) return;
-    const int step = per_mm >= 4 ? 1 : 5;
+    const int step = per_mm >= 4 ? 1 : per_mm >= 1.2 ? 5 : 10; // lines 4 pixels apart at least
     const QRect view = rect() & sheet;
     p.save();
     p.setClipRect(view);
