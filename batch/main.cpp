@@ -96,7 +96,9 @@ int main(int argc, char** argv) {
         QStringLiteral("NAME"));
     const QCommandLineOption check_option(
         QStringLiteral("check"),
-        QStringLiteral("Only read the layout and report its errors (DATA may be left out)."));
+        QStringLiteral("Only read the layout and report its errors (DATA may be left out); "
+                       "the errors and warnings also go to standard output as "
+                       "FILE:LINE: lines."));
     parser.addOptions({help_option, version_option, pdf_option, png_option, dpi_option,
                        printer_option, start_option, end_option, test_data_option, encoding_option,
                        check_option});
@@ -170,6 +172,9 @@ int main(int argc, char** argv) {
     form.setup_v();
     const bool start_given = parser.isSet(start_option);
     if (form.error_flag == 1) batch::explain_data_fault(form, start_given);
+    // After the lines above on standard error, the findings as editors read them.
+    for (const QString& line : check ? form.located_lines(layout_file) : QStringList())
+        std::fputs((line + QLatin1Char('\n')).toUtf8().constData(), stdout);
     if (form.error_flag == 1 || check) return form.error_flag == 1 ? EXIT_ERRORS : EXIT_OK;
 
     if (!calibration.apply_b(

@@ -29,6 +29,9 @@ public:
     virtual ~form_l();
     form_l(const form_l&) = delete;
     form_l& operator=(const form_l&) = delete;
+    // Puts every member back as a new run has it (same context and command line), so
+    // that the preview can read its files again; setup_v() then does the set-up.
+    void restart_v();
 
     // ---- hooks into the window (do nothing without one) ----
     virtual void repaint_v() {}
@@ -78,12 +81,23 @@ public:
 
     // ---- error list (layout/errors.cpp) ----
     void add_err_v(int show_now);
+    // A value the layout gives that the program replaces by another without saying so
+    // (an unknown paper name, an orientation that is neither 1 nor 2): recorded with
+    // the record's prefix, not an error.
+    void add_warning_v();
+    // The errors and warnings in the form editors and build tools read, in line order:
+    // "FILE:LINE: error: message", "FILE:LINE: warning: message".
+    QStringList located_lines(const QString& file) const;
     void form_layout_err_count();
     void err_v();
 
     // ---- data stream (render/data.cpp) ----
     int read_b();
     int read_data_b(int start);
+    // Reopens the data file and stands at the first value of page `start`, wherever the
+    // stream was (the preview coming back to a page); errors as read_data_b's, except
+    // that without `report_past_end` data that ends before the page returns -1 quietly.
+    int position_data_b(int start, bool report_past_end = true);
 
     // ---- page renderer (render/page.cpp) ----
     int print_sub_b(int copy, float x_offset, float y_offset, float scale);
@@ -177,6 +191,7 @@ public:
     // Errors.
     int error_flag = 0;
     s_l error_list;
+    s_l warning_list;
     QString error_prefix;
 
     // Layout reader.
@@ -299,4 +314,8 @@ public:
     QBrush error_background_brush;
     QFont error_font;
     QString run_summary;
+
+private:
+    // Member by member, for restart_v(); the items are freed there first.
+    form_l& operator=(form_l&&);
 };

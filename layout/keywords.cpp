@@ -115,6 +115,20 @@ void form_l::paper_v() {
     }
     paper_name = ctx->at_s(&fields, 1);
     if (n == 3) paper_orientation = ctx->at_s(&fields, 2);
+    // Both are taken as they are; what the printer then does is worth a word.
+    if (!paper_name.isEmpty() && media_size_n(paper_name).id() == QPageSize::Custom) {
+        ctx->message = QStringLiteral("name (") + paper_name +
+                       QStringLiteral(") gives no paper size: a printer keeps its own "
+                                      "paper; a PDF, a PNG and the preview use A4");
+        add_warning_v();
+    }
+    if (!paper_orientation.isEmpty() && paper_orientation != QLatin1String("1") &&
+        paper_orientation != QLatin1String("2")) {
+        ctx->message = QStringLiteral("orientation (") + paper_orientation +
+                       QStringLiteral(") is neither 1 nor 2: a printer keeps its own, "
+                                      "the rest use portrait");
+        add_warning_v();
+    }
 }
 
 void form_l::offset_v() {

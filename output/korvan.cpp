@@ -21,6 +21,8 @@ korvan_l::korvan_l(qx_z_l* context, QWidget* parent) : QWidget(parent), form_l(c
     setAutoFillBackground(true);
     show();
     setup_v();
+    stream_page = current_page;
+    if (mode == MODE_DISPLAY || mode == MODE_TEST_DATA) start_watching_v();
 }
 
 korvan_l::~korvan_l() = default;
@@ -35,7 +37,24 @@ void korvan_l::set_title_v(const QString& title) {
     setWindowTitle(title);
 }
 bool korvan_l::display_b() {
-    return display_print_b(x_offset, y_offset, zoom);
+    const bool fresh = replay_index == -1 && error_flag != 1;
+    const bool drawn = display_print_b(x_offset, y_offset, zoom);
+    // Drawing the page took its values: the stream stands at the next page.
+    if (fresh && drawn) stream_page = current_page + 1;
+    return drawn;
+}
+
+bool korvan_l::shows_page_b() const {
+    return (mode == MODE_DISPLAY || mode == MODE_TEST_DATA) && error_flag != 1;
+}
+
+void korvan_l::follow_page_v() {
+    if (mode != MODE_DISPLAY || error_flag == 1 || stream_page == current_page) return;
+    const int page = current_page;
+    if (position_data_b(page) == 1)
+        stream_page = page;
+    else
+        current_page = page; // the title still names the page asked for
 }
 
 bool korvan_l::printer_b() {
@@ -142,14 +161,18 @@ bool korvan_l::print_pages_b() {
     return printed;
 }
 
-void korvan_l::paintEvent(QPaintEvent*) {
+void korvan_l::paintEvent(QPaintEvent* event) {
     if (ready == 0 || printing_flag == 1) return;
     // A paint inside a paint (a dialog's event loop): the outer one is still drawing.
     if (busy_flag == 1) return;
 
     QPainter window_painter(this);
+    // Only the status line asked to be drawn (the mouse moved): the page is as it was.
+    const bool view = shows_page_b();
+    if (view && status_rect().contains(event->rect())) return draw_status_v(window_painter);
     QPainter* const outer = painter;
     painter = &window_painter;
+    if (view) draw_sheet_v(window_painter);
     if (error_flag == 1) err_v();
     for (;;) {
         if (finished_flag == 1) {
@@ -184,8 +207,13 @@ void korvan_l::paintEvent(QPaintEvent*) {
             error_flag = 1;
         }
         busy_flag = 0;
-        if (error_flag == 1) err_v();
+        if (error_flag == 1) {
+            // The sheet goes with the page it was drawn for.
+            if (view) window_painter.fillRect(rect(), palette().window());
+            err_v();
+        }
     }
+    if (shows_page_b()) draw_status_v(window_painter);
     painter = outer;
 }
 
@@ -203,6 +231,18 @@ void korvan_l::next_page_v() {
         current_page += 1;
         if (!(current_page <= last_page || last_page == -1)) current_page = first;
     }
+    // Back at the start page after the last one, every page shows its data again.
+    follow_page_v();
+    repaint_v();
+}
+
+void korvan_l::previous_page_v() {
+    const int first = start_page == 0 ? 1 : start_page;
+    if (current_page <= first) return;
+    replay_index = -1;
+    ctx->clear_s_v(&page_values);
+    current_page -= 1;
+    follow_page_v();
     repaint_v();
 }
 
@@ -239,6 +279,8 @@ void korvan_l::keyPressEvent(QKeyEvent* event) {
         if (zoom > 0.3f) zoom -= 0.1f;
     } else if (ctx->e2k_b(key, Qt::Key_Escape)) {
         close_v();
+        return;
+    } else if (design_key_b(key)) {
         return;
     } else {
         // Character keys carry their code point; the special keys lie above the

@@ -69,10 +69,14 @@ int form_l::read_b() {
 
 int form_l::read_data_b(int start) {
     if (current_page == start) return 1;
+    return position_data_b(start);
+}
 
-    // Any other move reopens the file and counts from its first line: the renderer may
-    // have taken values of the page it stands on, so only the first line is a place
-    // whose page number is certain.
+int form_l::position_data_b(int start, bool report_past_end) {
+    // Every move reopens the file and counts from its first line: the renderer may have
+    // taken values of the page it stands on, so only the first line is a place whose
+    // page number is certain. The end of the data is then unknown again, so a page the
+    // preview comes back to shows its values as it did the first time.
     data_reader.reset();
     data_values.clear();
     data_index = 0;
@@ -104,6 +108,7 @@ int form_l::read_data_b(int start) {
                     return 0;
                 }
                 if (last_page_reached == 1) {
+                    if (!report_past_end) return -1;
                     ctx->message = QStringLiteral("Data Count Error");
                     data_fault = DATA_FAULT_BEFORE_START;
                     data_pages_held = current_page - 1;
@@ -116,6 +121,7 @@ int form_l::read_data_b(int start) {
             const int r = data_reader->skip_raw(&tabs);
             if (r == 1) {
                 last_page_reached = 1;
+                if (!report_past_end) return -1;
                 if (shrank(*this)) {
                     shrank_error(this);
                 } else {

@@ -134,7 +134,7 @@ int form_l::print_sub_b(int, float x_off, float y_off, float scale) {
                     test_digit = test_digit == 9 ? 0 : test_digit + 1;
                     value = ctx->to_i_s(test_digit);
                     if (item->keyword == kw_image) value.clear();
-                } else if (last_page_reached == 0 && last_page == -1) {
+                } else if (last_page_reached == 0) {
                     value = ctx->at_s(&data_values, data_index);
                     data_index += 1;
                     if (data_index >= ctx->count_s_i(&data_values) && read_b() == 0) {

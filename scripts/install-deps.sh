@@ -10,7 +10,7 @@ packages=(
     fonts-ipafont-gothic fonts-ipafont-mincho fonts-ipaexfont-gothic fonts-ipaexfont-mincho
     fonts-ipamj-mincho fonts-dejavu-core
     zbar-tools zint poppler-utils qpdf
-    xvfb xdotool x11-apps imagemagick
+    xvfb xdotool x11-apps imagemagick tesseract-ocr
     cups libcups2-dev printer-driver-cups-pdf
     python3
 )

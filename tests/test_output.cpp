@@ -1,5 +1,7 @@
-// The output side: paper names, the preview window's keys and page walk, the error
-// screen, and printing through the print dialog (answered by the test, into a PDF).
+// The output side: paper names, the scanned background, the preview window's keys and
+// page walk, the error screen, and printing through the print dialog (answered by the
+// test, into a PDF).
+#include "output/background.h"
 #include "output/korvan.h"
 #include "support.h"
 
@@ -107,6 +109,52 @@ private slots:
         }
     }
 
+    // The scanned background: its size on the sheet from its own resolution or the one
+    // given, and a line saying why when it cannot be used. A file that states no
+    // resolution: a 1 x 1 white PNG without a pHYs chunk.
+    void background_data() {
+        QTest::addColumn<QByteArray>("file"); // "stated": 420 x 594 px at 2000 dots a metre
+        QTest::addColumn<double>("dpi");
+        QTest::addColumn<QSizeF>("mm"); // empty: refused
+        QTest::addColumn<QString>("problem");
+        const QByteArray none = QByteArray::fromHex(
+            "89504e470d0a1a0a0000000d49484452000000010000000108000000003a7e9b550000000a494441"
+            "54789c63f80f0001010100b138f6140000000049454e44ae426082");
+        QTest::newRow("stated") << QByteArray("stated") << 0.0 << QSizeF(210, 297) << "";
+        QTest::newRow("given over stated")
+            << QByteArray("stated") << 254.0 << QSizeF(42, 59.4) << "";
+        QTest::newRow("none stated") << none << 0.0 << QSizeF() << ": its resolution is not known";
+        QTest::newRow("none stated, given") << none << 25.4 << QSizeF(1, 1) << "";
+        QTest::newRow("not an image")
+            << QByteArray("PAPER,A4,1\n") << 300.0 << QSizeF() << ": not an image";
+        QTest::newRow("missing") << QByteArray() << 300.0 << QSizeF() << ": no such file";
+    }
+    void background() {
+        QFETCH(QByteArray, file);
+        QFETCH(double, dpi);
+        QFETCH(QSizeF, mm);
+        QFETCH(QString, problem);
+        const QString path = dir.filePath("stock.png");
+        QFile::remove(path);
+        if (file == "stated") {
+            QImage image(420, 594, QImage::Format_RGB32);
+            image.fill(Qt::white);
+            image.setDotsPerMeterX(2000), image.setDotsPerMeterY(2000);
+            QVERIFY(image.save(path));
+        } else if (!file.isEmpty()) {
+            put(dir, "stock.png", file);
+        }
+        background_l b;
+        QCOMPARE(b.load_b(path, dpi), !mm.isEmpty());
+        QCOMPARE(b.empty(), mm.isEmpty());
+        QVERIFY2(qAbs(b.size_mm.width() - mm.width()) < 1e-9 &&
+                     qAbs(b.size_mm.height() - mm.height()) < 1e-9,
+                 qPrintable(QString("%1 x %2 mm").arg(b.size_mm.width()).arg(b.size_mm.height())));
+        QVERIFY2(problem.isEmpty() ? b.problem.isEmpty()
+                                   : b.problem.startsWith("background " + path + problem),
+                 qPrintable(b.problem));
+    }
+
     // One key press moves 10 mm of page divided by the zoom; Up and Left only move back
     // while the page is shifted.
     void move_and_zoom_keys_data() {
@@ -130,7 +178,7 @@ private slots:
         row("insert has no limit", {9.95f, 0, 0}, {Qt::Key_Insert}, {10.05f, 0, 0});
         // Function keys have a letter's low bits, the volume key those of "p".
         row("other keys", {1.2f, -1, -2},
-            {Qt::Key_A, Qt::Key_F1, Qt::Key_Space, Qt::Key_PageDown, Qt::Key_VolumeDown}, {1.2f, -1, -2});
+            {Qt::Key_A, Qt::Key_F1, Qt::Key_Space, Qt::Key_Pause, Qt::Key_VolumeDown}, {1.2f, -1, -2});
         // clang-format on
     }
     void move_and_zoom_keys() {
@@ -178,18 +226,24 @@ private slots:
     }
 
     // Pages of one value a line. The first page is the one shown at start, then one per
-    // Enter (or Return), wrapping after the end page or the end of the data.
+    // Enter (or Return, or the key given), wrapping after the end page or the end of the
+    // data; every page shows its own line's value, also after the wrap.
     void enter_walks_the_pages_data() {
         QTest::addColumn<QString>("mode");
         QTest::addColumn<QStringList>("range");
         QTest::addColumn<int>("data_lines");
         QTest::addColumn<QList<int>>("pages");
+        QTest::addColumn<QList<int>>("keys");
         // clang-format off
-        QTest::newRow("end page 3 from 2") << "TEST" << QStringList{"2", "3"} << 5 << QList<int>{2, 3, 2, 3};
-        QTest::newRow("end page equal to start") << "TEST" << QStringList{"2", "2"} << 5 << QList<int>{2, 2};
-        QTest::newRow("data runs out") << "DISPLAY" << QStringList{"1", "0"} << 3 << QList<int>{1, 2, 3, 1};
-        QTest::newRow("single page") << "TEST" << QStringList{"1", "0"} << 1 << QList<int>{1, 1};
-        QTest::newRow("test data from page 4") << "DATA" << QStringList{"4", "9"} << 0 << QList<int>{4, 4};
+        QTest::newRow("end page 3 from 2") << "TEST" << QStringList{"2", "3"} << 5 << QList<int>{2, 3, 2, 3, 2} << QList<int>{};
+        QTest::newRow("end page equal to start") << "TEST" << QStringList{"2", "2"} << 5 << QList<int>{2, 2, 2} << QList<int>{};
+        QTest::newRow("data runs out") << "DISPLAY" << QStringList{"1", "0"} << 3 << QList<int>{1, 2, 3, 1, 2, 3, 1} << QList<int>{};
+        QTest::newRow("single page") << "TEST" << QStringList{"1", "0"} << 1 << QList<int>{1, 1, 1} << QList<int>{};
+        QTest::newRow("test data from page 4") << "DATA" << QStringList{"4", "9"} << 0 << QList<int>{4, 4} << QList<int>{};
+        QTest::newRow("page down and up") << "TEST" << QStringList{"2", "0"} << 4
+            << QList<int>{2, 3, 4, 3, 2, 2, 3, 4, 2}
+            << QList<int>{Qt::Key_PageDown, Qt::Key_PageDown, Qt::Key_PageUp, Qt::Key_PageUp,
+                          Qt::Key_PageUp, Qt::Key_PageDown, Qt::Key_PageDown, Qt::Key_PageDown};
         // clang-format on
     }
     void enter_walks_the_pages() {
@@ -197,13 +251,18 @@ private slots:
         QFETCH(QStringList, range);
         QFETCH(int, data_lines);
         QFETCH(QList<int>, pages);
+        QFETCH(QList<int>, keys);
         auto r = run(mode, data_lines, range);
         korvan_l* w = shown(*r);
         QVERIFY(w);
         for (int i = 0; i < pages.size(); ++i) {
-            if (i > 0) QTest::keyClick(w, i % 2 ? Qt::Key_Enter : Qt::Key_Return);
+            if (i > 0)
+                QTest::keyClick(w,
+                                Qt::Key(keys.value(i - 1, i % 2 ? Qt::Key_Enter : Qt::Key_Return)));
             QCOMPARE(w->current_page, pages.at(i));
             QVERIFY(w->windowTitle().endsWith(QString(" PAGE(%1)").arg(pages.at(i))));
+            if (mode != "DATA")
+                QCOMPARE(w->page_values, QStringList{QString("value%1").arg(pages.at(i))});
         }
         QCOMPARE(w->error_flag, 0);
     }

@@ -12,14 +12,22 @@ for name in invoice delivery labels; do
 done
 check "examples: pages, sizes, text and bar codes" python3 "$E2E_SRC/tests/e2e/batch_check.py" "$E2E_BIN" "$E2E_SRC"
 
-# --check on a layout with three errors: three lines on standard error and status 1.
-printf 'PAPER,A4,1\nBOXX,L,1,2,3,4\nTEXT,abc,NOSTYLE,,10,10,0,\nLINE_SET,L,0.2,0\nBOX,L,1,2,abc,4\n' >"$w/bad.csv"
-"$batch" --check "$w/bad.csv" 2>"$w/bad.err"
+# --check on a layout with three errors and two warnings: three lines on standard error
+# and status 1; on standard output all five by file and line, in line order.
+printf 'BOXX,L,1,2,3,4\nPAPER,A44,3\nTEXT,abc,NOSTYLE,,10,10,0,\nLINE_SET,L,0.2,0\nBOX,L,1,2,abc,4\n' >"$w/bad.csv"
+"$batch" --check "$w/bad.csv" 2>"$w/bad.err" >"$w/bad.out"
 check "--check exits 1 on errors" test $? -eq 1
 check "--check prints the three error lines" diff -u - "$w/bad.err" <<'EOF2'
-(2) BOXX BOXX ?
+(1) BOXX BOXX ?
 (3) TEXT Char name (NOSTYLE) not found
 (5) BOX not numeric "abc"
+EOF2
+check "--check prints FILE:LINE lines" diff -u - <(sed "s|^$w/||" "$w/bad.out") <<'EOF2'
+bad.csv:1: error: unknown keyword BOXX (did you mean BOX?)
+bad.csv:2: warning: PAPER name (A44) gives no paper size: a printer keeps its own paper; a PDF, a PNG and the preview use A4
+bad.csv:2: warning: PAPER orientation (3) is neither 1 nor 2: a printer keeps its own, the rest use portrait
+bad.csv:3: error: TEXT Char name (NOSTYLE) not found
+bad.csv:5: error: BOX not numeric "abc"
 EOF2
 check "--check exits 0 on a clean layout" "$batch" --check "$ex/invoice/invoice.csv"
 check "--version needs no files" test "$("$batch" --version)" = "korvan-batch 37/8.0.17 (layout VERSION 14)"

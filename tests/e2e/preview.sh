@@ -19,11 +19,11 @@ check_title() {
         fail "$1: window title '$title'"
 }
 
-# The box's edges lie exactly at left, top, right and bottom (pixels), grey two pixels to
-# either side of each, and the background far from the form is grey.
+# The box's edges lie exactly at left, top, right and bottom (pixels), the white sheet two
+# pixels to either side of each, and the window beside the sheet grey.
 check_box() {
-    local l=$2 t=$3 r=$4 b=$5 G=210,210,210 mx=$((($2 + $4) / 2)) my=$((($3 + $5) / 2))
-    wait_pixels "$G dark $G $G dark $G $G dark $G $G dark $G $G" \
+    local l=$2 t=$3 r=$4 b=$5 G=255,255,255 mx=$((($2 + $4) / 2)) my=$((($3 + $5) / 2))
+    wait_pixels "$G dark $G $G dark $G $G dark $G $G dark $G 210,210,210" \
         "$((l - 2)),$my" "$l,$my" "$((l + 2)),$my" "$((r - 2)),$my" "$r,$my" "$((r + 2)),$my" \
         "$mx,$((t - 2))" "$mx,$t" "$mx,$((t + 2))" "$mx,$((b - 2))" "$mx,$b" "$mx,$((b + 2))" \
         700,700 || fail "$1: box at $l,$t-$r,$b expected; pixels ${P[*]}"
