@@ -13,6 +13,7 @@
 #    archive HEAD: nothing of the working tree's builds or changes) go to /src/main and
 #    the project's ../shared to /src/shared. Nothing but `make` is installed.
 # 3. In the tree, by chroot: `make check`, which must install everything else it needs.
+#    Then `make demo`, whose pages are copied to build-fresh/demo to be looked at.
 # 4. Then the Debian package: `make package` in the tree, and scripts/package-check.sh
 #    installs it into the same tree with apt and checks the installed programs.
 #    FRESH_PACKAGE=0 leaves this step out.
@@ -151,6 +152,11 @@ in_tree() {
 # 3. Only make, then the README's command.
 timed "make installed" in_tree 'apt-get update -qq && DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends make >/dev/null'
 timed "make check in the fresh tree" in_tree 'cd /src/main && make check'
+# The examples as the fresh machine renders them, kept in build-fresh/demo to be looked at:
+# a character none of the installed fonts has shows there as a box.
+timed "make demo in the fresh tree" in_tree 'cd /src/main && make demo >/dev/null'
+rm -rf "$top/build-fresh/demo"
+cp -a "$root/src/main/build/demo" "$top/build-fresh/demo"
 
 # 4. The package, installed by apt into the same tree.
 if [ "${FRESH_PACKAGE:-1}" != 0 ]; then
