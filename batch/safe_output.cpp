@@ -10,6 +10,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -150,6 +151,25 @@ void arm(int kind, const QByteArray& path, const QString& text) {
     copy_note(text);
     state = ARMED;
 }
+
+// Holds the caught signals back while a temporary is made and armed: a stop that comes
+// in between is handled once the temporary is armed, so it is removed and named.
+class held_signals_l {
+public:
+    held_signals_l() {
+        sigset_t set;
+        sigemptyset(&set);
+        for (int sig : caught_signals)
+            sigaddset(&set, sig);
+        pthread_sigmask(SIG_BLOCK, &set, &old_);
+    }
+    ~held_signals_l() { pthread_sigmask(SIG_SETMASK, &old_, nullptr); }
+    held_signals_l(const held_signals_l&) = delete;
+    held_signals_l& operator=(const held_signals_l&) = delete;
+
+private:
+    sigset_t old_;
+};
 
 void disarm() {
     int expected = ARMED;
@@ -342,6 +362,7 @@ bool output_file_l::open_b(const QString& target) {
     remove_stale_temporaries_v(dir);
     // A name of NAME_MAX bytes leaves no room for the temporary's own characters.
     const QByteArray base = final_.mid(final_.lastIndexOf('/') + 1).left(200);
+    const held_signals_l held;
     if (!create_temporary_b(dir, base, mode)) {
         say_cannot(QStringLiteral("write"), shown_, errno);
         return false;
@@ -358,6 +379,7 @@ bool output_file_l::open_spool_b(const QString& dir, const QString& shown) {
     spool_ = true;
     const QByteArray path = QFile::encodeName(dir);
     remove_stale_temporaries_v(path);
+    const held_signals_l held;
     if (!create_temporary_b(path, "korvan-batch-job", 0600)) {
         say_cannot(QStringLiteral("write"), shown_, errno);
         return false;
@@ -498,6 +520,7 @@ bool page_files_l::open_b(const QString& dir) {
         return false;
     }
     remove_stale_temporaries_v(dir_path_);
+    const held_signals_l held;
     for (int attempt = 0; attempt < 10; ++attempt) {
         QByteArray name = dir_path_ + "/.pages.korvan-XXXXXX";
         if (!mkdtemp(name.data())) {
