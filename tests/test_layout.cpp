@@ -169,6 +169,11 @@ const layout_row keyword_rows[] = {
      {"DATA_V|2|||0|0|2,2,0,0,0,0,0"}, {"(2) DATA_V Char name (S9) not found"}},
     {"empty keyword", ",a", {}, {"(2)   ?"}},
     {"unknown keyword", "page,1", {}, {"(2) PAGE PAGE ?"}},
+    // Errors come in file order, each line named, and parsing goes on after each.
+    {"errors in file order", "* a comment\n\nBOX,M,1,1,2,2\nTEXT,ok\nTEXT,a,\\\n  S9,,1,1,0,\n"
+     "BOX,L,1,1,2,2,3,3,x,4\nPAPER,A4,1,1\nCODE39,,1,2,3,4,5,6,7", {"L", "ok", ""},
+     {"(4) BOX Line name (M) not found", "(7) TEXT Char name (S9) not found",
+      "(8) BOX not numeric \"x\"", "(9) PAPER Count(4)"}},
     {"font not installed", "FONT,No Such Font", {}, {"(2) FONT FONT(No Such Font) not found"}},
     // A style whose font is missing is still defined: only the font is reported.
     {"char_set font", "CHAR_SET,S,3,No Such Font,\nTEXT,t,S", {"t"}, {"(2) CHAR_SET FONT(No Such Font) not found"}},
@@ -408,26 +413,6 @@ private slots:
                 item = r.items.value(0).contains(',') ? item.section('|', 6).section(',', 0, 3)
                                                       : item.section('|', 2, 2);
         QCOMPARE(items, r.items);
-    }
-
-    void errors_in_file_order() {
-        auto s = parse("LINE_SET,L,0.2,0\n"        // 1
-                       "* a comment\n"             // 2
-                       "\n"                        // 3
-                       "BOX,M,1,1,2,2\n"           // 4
-                       "TEXT,ok\n"                 // 5
-                       "TEXT,a,\\\n"               // 6
-                       "  S9,,1,1,0,\n"            // 7
-                       "BOX,L,1,1,2,2,3,3,x,4\n"   // 8
-                       "PAPER,A4,1,1\n"            // 9
-                       "CODE39,,1,2,3,4,5,6,7\n"); // 10
-        QCOMPARE(s->errors(), (QStringList{"(4) BOX Line name (M) not found",
-                                           "(7) TEXT Char name (S9) not found",
-                                           "(8) BOX not numeric \"x\"", "(9) PAPER Count(4)"}));
-        // Parsing went on after each error.
-        QCOMPARE(s->form->line_items.size(), 1);
-        QCOMPARE(s->form->print_items.size(), 2);
-        QCOMPARE(s->form->error_flag, 1);
     }
 
     void occurs_bound_data() { table_data(bound_rows, &bound_row::tag); }
