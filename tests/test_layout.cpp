@@ -98,13 +98,6 @@ QStringList describe_sx(const p_l& items) {
     return out;
 }
 
-QStringList floats_sx(const f_l& list) {
-    QStringList out;
-    for (float v : list)
-        out.append(QString::number(double(v), 'g', 7));
-    return out;
-}
-
 // The mode, the files and the page range of a command line, and its error.
 struct command_row {
     const char* tag;
@@ -382,17 +375,17 @@ private slots:
         QCOMPARE(describe_sx(f->line_items), lines);
         QCOMPARE(describe_sx(f->print_items), prints);
         QCOMPARE(f->line_names, (s_l{"L1", "L2"}));
-        QCOMPARE(floats_sx(f->line_widths), (QStringList{"0.5", "0.1"}));
+        QCOMPARE(f->line_widths, (f_l{0.5f, 0.1f}));
         QCOMPARE(f->line_kinds, (s_l{"0", "1"}));
         QCOMPARE(f->char_names, (s_l{"", "S1", "S2"}));
-        QCOMPARE(floats_sx(f->char_sizes), (QStringList{"3.5", "4", "0"}));
+        QCOMPARE(f->char_sizes, (f_l{3.5f, 4, 0}));
         QCOMPARE(f->char_fonts, (s_l{"", "IPAGothic", "IPAMincho"}));
         QCOMPARE(f->char_attrs, (s_l{"", "B", "I"}));
         QCOMPARE(f->default_font, QStringLiteral("IPAGothic"));
         QCOMPARE(f->replace_list, (s_l{"ー", "｜", "（", "︵"}));
         QCOMPARE(f->paper_name + '|' + f->paper_orientation, QStringLiteral("A4|2"));
         QCOMPARE(f->required_version, 14);
-        QCOMPARE(floats_sx(f->offsets), (QStringList{"0", "0", "100", "0"}));
+        QCOMPARE(f->offsets, (f_l{0, 0, 100, 0}));
         // 16 items take a value of their own (4 records, 9 OCCURS copies, CODE39, JAN and
         // IMAGE without a string); two forms a page.
         QCOMPARE(f->values_per_form, 32);
