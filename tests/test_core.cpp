@@ -296,36 +296,28 @@ private slots:
         QCOMPARE(read_lines(put("lines.txt", r.bytes), u(r.encoding)), r.lines);
     }
 
-    // A 10 MB line is read; one longer than max_line is skipped with an error.
-    void long_lines() {
-        const QString file =
-            put("long.txt", "first\n" + QByteArray(10 << 20, 'x') + "\n" +
-                                QByteArray(qx_line_buffer_l::max_line + 1, 'y') + "\nlast");
+    // A 10 MB line is read; one longer than max_line is skipped with an error, reported as
+    // soon as it passes the limit (the rest of it is skipped by the next read). The
+    // encoding of a device or a pipe is not looked for by reading it: that would never
+    // end, or drain the pipe. Should any of it read on, the alarm ends the test.
+    void long_and_endless_lines() {
+        alarm(60);
+        const qsizetype max = qx_line_buffer_l::max_line;
+        const QString file = put("long.txt", "first\n" + QByteArray(10 << 20, 'x') + "\n" +
+                                                 QByteArray(max + 1, 'y') + "\n" +
+                                                 QByteArray(3 * max, 'z') + "\nlast");
         qx_read_l reader(ctx.get());
         QVERIFY(reader.open_b(file, QString()));
         QCOMPARE(reader.read(), 0);
         QCOMPARE(reader.read(), 0);
         QCOMPARE(reader.line.size(), 10 << 20);
-        QCOMPARE(reader.read(), 2);
-        QCOMPARE(ctx->message, u("line too long(") + file + u(")"));
+        for (int i = 0; i < 2; ++i) {
+            ctx->message.clear();
+            QCOMPARE(reader.read(), 2);
+            QCOMPARE(ctx->message, u("line too long(") + file + u(")"));
+        }
         QCOMPARE(reader.read(), 0);
         QCOMPARE(reader.line, u("last"));
-    }
-
-    // Files that are no regular files. A line that never ends is reported as soon as it
-    // passes the limit (the rest of an overlong line is skipped by the next read), and
-    // the encoding of a device or a pipe is not looked for by reading it: that would
-    // never end, or drain the pipe. Should any of it read on, the alarm ends the test.
-    void endless_and_unseekable_files() {
-        alarm(60);
-        const QString file =
-            put("longer.txt", "a\n" + QByteArray(3 * qx_line_buffer_l::max_line, 'z') + "\nb");
-        qx_read_l reader(ctx.get());
-        QVERIFY(reader.open_b(file, QString()));
-        QCOMPARE(reader.read(), 0);
-        QCOMPARE(reader.read(), 2);
-        QCOMPARE(reader.read(), 0);
-        QCOMPARE(reader.line, u("b"));
         QCOMPARE(reader.read(), 1);
         reader.read_close_v();
         QVERIFY(reader.open_b(u("/dev/zero"), u("UTF-8")));

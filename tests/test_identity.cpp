@@ -8,28 +8,19 @@
 // After a deliberate change of the output, rewrite the references with
 //   KORVAN_IDENTITY_UPDATE=1 build/bin/test_identity
 // and look at the pages before committing them.
-#include "layout/form.h"
 #include "render/raster.h"
+#include "support.h"
 
 #include <QCryptographicHash>
 #include <QDir>
-#include <QFile>
 #include <QPainter>
 #include <QPdfWriter>
-#include <QProcess>
-#include <QStandardPaths>
-#include <QTemporaryDir>
-#include <QtTest>
 #include <cmath>
-#include <memory>
-#include <vector>
 
 namespace {
 
-const QString source_dir = QStringLiteral(KORVAN_SOURCE_DIR);
-const QString reference_dir = source_dir + QStringLiteral("/tests/identity");
-// "?_TODAY?" prints the run's date; the references are made on this one.
-const QString fixed_today = QStringLiteral("2024-01-05");
+const QString source_dir = KORVAN_SOURCE_DIR "/";
+const QString reference_dir = source_dir + "tests/identity/";
 
 bool updating() {
     return qEnvironmentVariableIntValue("KORVAN_IDENTITY_UPDATE") == 1;
@@ -44,24 +35,14 @@ QString pixel_hash(const QImage& image) {
     return QString::fromLatin1(hash.result().toHex());
 }
 
-// A run of the program as korvan-batch starts it: mode word, data file, layout file.
-struct run_l {
-    run_l(const QString& mode, const QString& data, const QString& layout) {
-        words = {QByteArray("test_identity"), mode.toLocal8Bit(),
-                 (source_dir + QLatin1Char('/') + data).toLocal8Bit(),
-                 (source_dir + QLatin1Char('/') + layout).toLocal8Bit()};
-        for (QByteArray& w : words)
-            args.push_back(w.data());
-        ctx = std::make_unique<qx_z_l>(QStringLiteral("KORVAN"), int(args.size()), args.data());
-        form = std::make_unique<form_l>(ctx.get());
-        form->setup_v();
-        form->today = fixed_today;
-    }
-    QList<QByteArray> words;
-    std::vector<char*> args;
-    std::unique_ptr<qx_z_l> ctx;
-    std::unique_ptr<form_l> form;
-};
+// A run of the program as korvan-batch starts it, on files of the source tree. "?_TODAY?"
+// prints the run's date; the references are made on a fixed one.
+session_l<> start(const QString& mode, const QString& layout, const QString& data) {
+    session_l<> run({mode, source_dir + data, source_dir + layout});
+    run->setup_v();
+    run->today = "2024-01-05";
+    return run;
+}
 
 // Every page of a print run, drawn as korvan-batch draws PNG pages: one image per
 // page, the painter scaled from form units (1/72 inch) to the resolution.
@@ -97,7 +78,7 @@ QList<QImage> print_run_images(form_l& form, double dpi, bool* ok) {
 bool print_run_pdf(form_l& form, const QString& file) {
     QPdfWriter writer(file);
     writer.setResolution(72);
-    writer.setCreator(QStringLiteral("korvan-batch"));
+    writer.setCreator("korvan-batch");
     writer.setPageLayout(QPageLayout(QPageSize(QPageSize::A4), QPageLayout::Portrait,
                                      QMarginsF(0, 0, 0, 0), QPageLayout::Point));
     QPainter painter;
@@ -107,19 +88,6 @@ bool print_run_pdf(form_l& form, const QString& file) {
     form.painter = nullptr;
     painter.end();
     return ok;
-}
-
-// Runs a tool to its end; false when it could not run or failed.
-bool run_tool(const QString& program, const QStringList& args, QByteArray* output = nullptr) {
-    QProcess process;
-    process.start(program, args);
-    if (!process.waitForFinished(120000)) {
-        process.kill();
-        process.waitForFinished();
-        return false;
-    }
-    if (output) *output = process.readAllStandardOutput();
-    return process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
 }
 
 // Reference lines "case page hash", in the order they were written.
@@ -134,45 +102,62 @@ QMap<QString, QStringList> read_hashes(const QString& path) {
     return hashes;
 }
 
-void write_hashes(const QString& path, const QString& name, const QStringList& hashes) {
-    QMap<QString, QStringList> all = read_hashes(path);
-    all[name] = hashes;
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Text | QIODevice::Truncate));
-    for (auto it = all.cbegin(); it != all.cend(); ++it)
-        for (int i = 0; i < it.value().size(); ++i)
-            file.write(QStringLiteral("%1 %2 %3\n")
-                           .arg(it.key())
-                           .arg(i + 1)
-                           .arg(it.value().at(i))
-                           .toUtf8());
-}
-
-// Compares a case's page hashes with its references, keeping the pages that differ
-// as PNG files for a look.
-void compare_pages(const QString& file_name, const QString& name, const QList<QImage>& pages) {
+// Compares the page hashes of the current case with its references in `file_name`,
+// keeping the pages that differ as PNG files for a look.
+void compare_pages(const QString& file_name, const QList<QImage>& pages) {
+    const QString name = QTest::currentDataTag(), path = reference_dir + file_name;
     QStringList hashes;
     for (const QImage& page : pages)
         hashes.append(pixel_hash(page));
-    const QString path = reference_dir + QLatin1Char('/') + file_name;
+    QMap<QString, QStringList> all = read_hashes(path);
     if (updating()) {
-        write_hashes(path, name, hashes);
+        all[name] = hashes;
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Text | QIODevice::Truncate));
+        for (auto it = all.cbegin(); it != all.cend(); ++it)
+            for (int i = 0; i < it.value().size(); ++i)
+                file.write(QString("%1 %2 %3\n").arg(it.key()).arg(i + 1).arg(it->at(i)).toUtf8());
         return;
     }
-    const QStringList expected = read_hashes(path).value(name);
-    QVERIFY2(!expected.isEmpty(), qPrintable(QStringLiteral("no reference for ") + name));
+    const QStringList expected = all.value(name);
+    QVERIFY2(!expected.isEmpty(), qPrintable("no reference for " + name));
     QCOMPARE(hashes.size(), expected.size());
-    const QString failures = QStringLiteral(KORVAN_BINARY_DIR "/identity-failures");
+    const QString failures = KORVAN_BINARY_DIR "/identity-failures";
     QStringList differing;
     for (int i = 0; i < hashes.size(); ++i) {
         if (hashes.at(i) == expected.at(i)) continue;
         differing.append(QString::number(i + 1));
         QDir().mkpath(failures);
-        pages.at(i).save(failures + QStringLiteral("/%1-page%2.png").arg(name).arg(i + 1));
+        pages.at(i).save(failures + QString("/%1-page%2.png").arg(name).arg(i + 1));
     }
-    QVERIFY2(differing.isEmpty(),
-             qPrintable(name + QStringLiteral(": pages ") + differing.join(QLatin1Char(',')) +
-                        QStringLiteral(" differ; drawn pages in ") + failures));
+    QVERIFY2(differing.isEmpty(), qPrintable(name + ": pages " + differing.join(',') +
+                                             " differ; drawn pages in " + failures));
+}
+
+// The layout and data of each case, under the source tree.
+struct files_l {
+    const char *layout, *data;
+};
+const files_l invoice{"examples/invoice/invoice.csv", "examples/invoice/invoice.tsv"},
+    delivery{"examples/delivery/delivery.csv", "examples/delivery/delivery.tsv"},
+    labels{"examples/labels/labels.csv", "examples/labels/labels.tsv"},
+    bench{"bench/invoice/invoice.csv", "tests/identity/bench_invoice.tsv"},
+    mixed{"tests/identity/mixed.csv", "tests/identity/mixed.tsv"},
+    sizes{"tests/identity/sizes.csv", "tests/identity/sizes.tsv"};
+
+// A case named by its references: the mode the program is started in, its files, and
+// the resolution and zoom of the drawn pages.
+void add_case(const char* tag, const char* mode, const files_l& files, double dpi = 0,
+              float zoom = 1) {
+    QTest::newRow(tag) << QString(mode) << QString(files.layout) << QString(files.data) << dpi
+                       << zoom;
+}
+void case_columns() {
+    QTest::addColumn<QString>("mode");
+    QTest::addColumn<QString>("layout");
+    QTest::addColumn<QString>("data");
+    QTest::addColumn<double>("dpi");
+    QTest::addColumn<float>("zoom");
 }
 
 } // namespace
@@ -182,62 +167,37 @@ class test_identity : public QObject {
 
 private slots:
     void print_pages_data() {
-        QTest::addColumn<QString>("layout");
-        QTest::addColumn<QString>("data");
-        QTest::addColumn<double>("dpi");
-        QTest::newRow("invoice") << "examples/invoice/invoice.csv"
-                                 << "examples/invoice/invoice.tsv" << 150.0;
-        QTest::newRow("delivery") << "examples/delivery/delivery.csv"
-                                  << "examples/delivery/delivery.tsv" << 150.0;
-        QTest::newRow("labels") << "examples/labels/labels.csv"
-                                << "examples/labels/labels.tsv" << 150.0;
-        QTest::newRow("bench-invoice") << "bench/invoice/invoice.csv"
-                                       << "tests/identity/bench_invoice.tsv" << 150.0;
-        QTest::newRow("bench-invoice-72") << "bench/invoice/invoice.csv"
-                                          << "tests/identity/bench_invoice.tsv" << 72.0;
-        QTest::newRow("mixed") << "tests/identity/mixed.csv"
-                               << "tests/identity/mixed.tsv" << 150.0;
-        QTest::newRow("sizes") << "tests/identity/sizes.csv"
-                               << "tests/identity/sizes.tsv" << 100.0;
+        case_columns();
+        add_case("invoice", "PRINT", invoice, 150);
+        add_case("delivery", "PRINT", delivery, 150);
+        add_case("labels", "PRINT", labels, 150);
+        add_case("bench-invoice", "PRINT", bench, 150);
+        add_case("bench-invoice-72", "PRINT", bench, 72);
+        add_case("mixed", "PRINT", mixed, 150);
+        add_case("sizes", "PRINT", sizes, 100);
     }
     // Every page of a print run.
     void print_pages() {
+        QFETCH(QString, mode);
         QFETCH(QString, layout);
         QFETCH(QString, data);
         QFETCH(double, dpi);
-        run_l run(QStringLiteral("PRINT"), data, layout);
-        QCOMPARE(run.form->error_flag, 0);
+        auto run = start(mode, layout, data);
+        QCOMPARE(run->error_flag, 0);
         bool ok = false;
         const QList<QImage> pages = print_run_images(*run.form, dpi, &ok);
         QVERIFY(ok);
-        compare_pages(QStringLiteral("pages.sha256"), QString::fromLatin1(QTest::currentDataTag()),
-                      pages);
+        compare_pages("pages.sha256", pages);
     }
 
     void preview_pages_data() {
-        QTest::addColumn<QString>("mode");
-        QTest::addColumn<QString>("layout");
-        QTest::addColumn<QString>("data");
-        QTest::addColumn<double>("dpi");
-        QTest::addColumn<float>("zoom");
-        QTest::newRow("invoice-72") << "DISPLAY"
-                                    << "examples/invoice/invoice.csv"
-                                    << "examples/invoice/invoice.tsv" << 72.0 << 1.0f;
-        QTest::newRow("invoice-zoom") << "DISPLAY"
-                                      << "examples/invoice/invoice.csv"
-                                      << "examples/invoice/invoice.tsv" << 96.0 << 1.7f;
-        QTest::newRow("invoice-test-data") << "TEST_DATA"
-                                           << "examples/invoice/invoice.csv"
-                                           << "examples/invoice/invoice.tsv" << 100.0 << 1.0f;
-        QTest::newRow("mixed-zoom") << "DISPLAY"
-                                    << "tests/identity/mixed.csv"
-                                    << "tests/identity/mixed.tsv" << 96.0 << 0.8f;
-        QTest::newRow("mixed-test-data") << "TEST_DATA"
-                                         << "tests/identity/mixed.csv"
-                                         << "tests/identity/mixed.tsv" << 100.0 << 1.0f;
-        QTest::newRow("delivery-test-data") << "TEST_DATA"
-                                            << "examples/delivery/delivery.csv"
-                                            << "examples/delivery/delivery.tsv" << 100.0 << 1.0f;
+        case_columns();
+        add_case("invoice-72", "DISPLAY", invoice, 72);
+        add_case("invoice-zoom", "DISPLAY", invoice, 96, 1.7f);
+        add_case("invoice-test-data", "TEST_DATA", invoice, 100);
+        add_case("mixed-zoom", "DISPLAY", mixed, 96, 0.8f);
+        add_case("mixed-test-data", "TEST_DATA", mixed, 100);
+        add_case("delivery-test-data", "TEST_DATA", delivery, 100);
     }
     // The first page as the preview draws it, and the same page drawn again from the
     // remembered values.
@@ -247,8 +207,8 @@ private slots:
         QFETCH(QString, data);
         QFETCH(double, dpi);
         QFETCH(float, zoom);
-        run_l run(mode, data, layout);
-        QCOMPARE(run.form->error_flag, 0);
+        auto run = start(mode, layout, data);
+        QCOMPARE(run->error_flag, 0);
         QList<QImage> pages;
         for (int i = 0; i < 2; ++i) {
             QImage image = zoom == 1.0f ? render_page_image(*run.form, dpi)
@@ -257,70 +217,53 @@ private slots:
                 image.fill(Qt::white);
                 QPainter painter(&image);
                 painter.scale(dpi / 72.0, dpi / 72.0);
-                run.form->painter = &painter;
-                QVERIFY(run.form->display_print_b(-5, -3, zoom));
-                run.form->painter = nullptr;
+                run->painter = &painter;
+                QVERIFY(run->display_print_b(-5, -3, zoom));
+                run->painter = nullptr;
             }
             QVERIFY(!image.isNull());
             pages.append(image);
         }
         QCOMPARE(pixel_hash(pages.at(1)), pixel_hash(pages.at(0)));
-        compare_pages(QStringLiteral("preview.sha256"),
-                      QString::fromLatin1(QTest::currentDataTag()), pages.mid(0, 1));
+        compare_pages("preview.sha256", pages.mid(0, 1));
     }
 
     void pdf_data() {
-        QTest::addColumn<QString>("layout");
-        QTest::addColumn<QString>("data");
-        QTest::newRow("invoice") << "examples/invoice/invoice.csv"
-                                 << "examples/invoice/invoice.tsv";
-        QTest::newRow("bench-invoice") << "bench/invoice/invoice.csv"
-                                       << "tests/identity/bench_invoice.tsv";
-        QTest::newRow("mixed") << "tests/identity/mixed.csv"
-                               << "tests/identity/mixed.tsv";
+        case_columns();
+        add_case("invoice", "PRINT", invoice);
+        add_case("bench-invoice", "PRINT", bench);
+        add_case("mixed", "PRINT", mixed);
     }
     // The PDF of a print run: its text as pdftotext reads it and its pages as poppler
     // draws them.
     void pdf() {
+        QFETCH(QString, mode);
         QFETCH(QString, layout);
         QFETCH(QString, data);
-        if (QStandardPaths::findExecutable(QStringLiteral("pdftotext")).isEmpty() ||
-            QStandardPaths::findExecutable(QStringLiteral("pdftoppm")).isEmpty())
-            QFAIL("poppler-utils (pdftotext, pdftoppm) is not installed: scripts/install-deps.sh "
-                  "installs it");
-        const QString name = QString::fromLatin1(QTest::currentDataTag());
         QTemporaryDir dir;
         QVERIFY(dir.isValid());
-        const QString file = dir.filePath(QStringLiteral("run.pdf"));
-        run_l run(QStringLiteral("PRINT"), data, layout);
+        const QString file = dir.filePath("run.pdf");
+        auto run = start(mode, layout, data);
         QVERIFY(print_run_pdf(*run.form, file));
-
-        QByteArray text;
-        QVERIFY(run_tool(QStringLiteral("pdftotext"),
-                         {QStringLiteral("-raw"), file, QStringLiteral("-")}, &text));
-        QVERIFY(!text.isEmpty());
-        const QString text_reference =
-            reference_dir + QLatin1Char('/') + name + QStringLiteral(".txt");
+        const char* poppler = "poppler-utils failed or is missing (scripts/install-deps.sh)";
+        const tool_run_l text = run_tool("pdftotext", {"-raw", file, "-"});
+        QVERIFY2(text.status == 0 && !text.out.isEmpty(), poppler);
+        const QString text_reference = reference_dir + QTest::currentDataTag() + ".txt";
         if (updating()) {
             QFile out(text_reference);
             QVERIFY(out.open(QIODevice::WriteOnly | QIODevice::Truncate));
-            out.write(text);
+            out.write(text.out);
         } else {
-            QFile in(text_reference);
-            QVERIFY(in.open(QIODevice::ReadOnly));
-            QCOMPARE(QString::fromUtf8(text), QString::fromUtf8(in.readAll()));
+            QCOMPARE(QString::fromUtf8(text.out), QString::fromUtf8(slurp(text_reference)));
         }
-
-        QVERIFY(run_tool(QStringLiteral("pdftoppm"),
-                         {QStringLiteral("-r"), QStringLiteral("100"), QStringLiteral("-png"), file,
-                          dir.filePath(QStringLiteral("page"))}));
+        QVERIFY2(run_tool("pdftoppm", {"-r", "100", "-png", file, dir.filePath("page")}).status ==
+                     0,
+                 poppler);
         QList<QImage> pages;
-        QStringList files =
-            QDir(dir.path()).entryList({QStringLiteral("page*.png")}, QDir::Files, QDir::Name);
-        for (const QString& f : files)
+        for (const QString& f : QDir(dir.path()).entryList({"page*.png"}, QDir::Files, QDir::Name))
             pages.append(QImage(dir.filePath(f)));
         QVERIFY(!pages.isEmpty());
-        compare_pages(QStringLiteral("pdf.sha256"), name, pages);
+        compare_pages("pdf.sha256", pages);
     }
 };
 

@@ -98,13 +98,6 @@ QStringList describe_sx(const p_l& items) {
     return out;
 }
 
-QStringList floats_sx(const f_l& list) {
-    QStringList out;
-    for (float v : list)
-        out.append(QString::number(double(v), 'g', 7));
-    return out;
-}
-
 // The mode, the files and the page range of a command line, and its error.
 struct command_row {
     const char* tag;
@@ -169,6 +162,11 @@ const layout_row keyword_rows[] = {
      {"DATA_V|2|||0|0|2,2,0,0,0,0,0"}, {"(2) DATA_V Char name (S9) not found"}},
     {"empty keyword", ",a", {}, {"(2)   ?"}},
     {"unknown keyword", "page,1", {}, {"(2) PAGE PAGE ?"}},
+    // Errors come in file order, each line named, and parsing goes on after each.
+    {"errors in file order", "* a comment\n\nBOX,M,1,1,2,2\nTEXT,ok\nTEXT,a,\\\n  S9,,1,1,0,\n"
+     "BOX,L,1,1,2,2,3,3,x,4\nPAPER,A4,1,1\nCODE39,,1,2,3,4,5,6,7", {"L", "ok", ""},
+     {"(4) BOX Line name (M) not found", "(7) TEXT Char name (S9) not found",
+      "(8) BOX not numeric \"x\"", "(9) PAPER Count(4)"}},
     {"font not installed", "FONT,No Such Font", {}, {"(2) FONT FONT(No Such Font) not found"}},
     // A style whose font is missing is still defined: only the font is reported.
     {"char_set font", "CHAR_SET,S,3,No Such Font,\nTEXT,t,S", {"t"}, {"(2) CHAR_SET FONT(No Such Font) not found"}},
@@ -377,17 +375,17 @@ private slots:
         QCOMPARE(describe_sx(f->line_items), lines);
         QCOMPARE(describe_sx(f->print_items), prints);
         QCOMPARE(f->line_names, (s_l{"L1", "L2"}));
-        QCOMPARE(floats_sx(f->line_widths), (QStringList{"0.5", "0.1"}));
+        QCOMPARE(f->line_widths, (f_l{0.5f, 0.1f}));
         QCOMPARE(f->line_kinds, (s_l{"0", "1"}));
         QCOMPARE(f->char_names, (s_l{"", "S1", "S2"}));
-        QCOMPARE(floats_sx(f->char_sizes), (QStringList{"3.5", "4", "0"}));
+        QCOMPARE(f->char_sizes, (f_l{3.5f, 4, 0}));
         QCOMPARE(f->char_fonts, (s_l{"", "IPAGothic", "IPAMincho"}));
         QCOMPARE(f->char_attrs, (s_l{"", "B", "I"}));
         QCOMPARE(f->default_font, QStringLiteral("IPAGothic"));
         QCOMPARE(f->replace_list, (s_l{"ー", "｜", "（", "︵"}));
         QCOMPARE(f->paper_name + '|' + f->paper_orientation, QStringLiteral("A4|2"));
         QCOMPARE(f->required_version, 14);
-        QCOMPARE(floats_sx(f->offsets), (QStringList{"0", "0", "100", "0"}));
+        QCOMPARE(f->offsets, (f_l{0, 0, 100, 0}));
         // 16 items take a value of their own (4 records, 9 OCCURS copies, CODE39, JAN and
         // IMAGE without a string); two forms a page.
         QCOMPARE(f->values_per_form, 32);
@@ -408,26 +406,6 @@ private slots:
                 item = r.items.value(0).contains(',') ? item.section('|', 6).section(',', 0, 3)
                                                       : item.section('|', 2, 2);
         QCOMPARE(items, r.items);
-    }
-
-    void errors_in_file_order() {
-        auto s = parse("LINE_SET,L,0.2,0\n"        // 1
-                       "* a comment\n"             // 2
-                       "\n"                        // 3
-                       "BOX,M,1,1,2,2\n"           // 4
-                       "TEXT,ok\n"                 // 5
-                       "TEXT,a,\\\n"               // 6
-                       "  S9,,1,1,0,\n"            // 7
-                       "BOX,L,1,1,2,2,3,3,x,4\n"   // 8
-                       "PAPER,A4,1,1\n"            // 9
-                       "CODE39,,1,2,3,4,5,6,7\n"); // 10
-        QCOMPARE(s->errors(), (QStringList{"(4) BOX Line name (M) not found",
-                                           "(7) TEXT Char name (S9) not found",
-                                           "(8) BOX not numeric \"x\"", "(9) PAPER Count(4)"}));
-        // Parsing went on after each error.
-        QCOMPARE(s->form->line_items.size(), 1);
-        QCOMPARE(s->form->print_items.size(), 2);
-        QCOMPARE(s->form->error_flag, 1);
     }
 
     void occurs_bound_data() { table_data(bound_rows, &bound_row::tag); }

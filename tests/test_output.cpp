@@ -53,11 +53,6 @@ bool is_pink(const QImage& image, int x = 5, int y = 5) {
     return image.pixel(x, y) == qRgb(255, 128, 192);
 }
 
-// The lowest row of the image that holds a dark pixel, -1 when there is none.
-int lowest_dark_row(const QImage& image) {
-    return ink(image, 100).bottom();
-}
-
 } // namespace
 
 class test_output : public QObject {
@@ -278,13 +273,13 @@ private slots:
         QVERIFY(w->error_list.at(1).startsWith("レイアウト[2] "));
         const QImage two = w->grab().toImage();
         QVERIFY(is_pink(two, 1, 1) && is_pink(two, 780, 780));
-        const int bottom_two = lowest_dark_row(two);
+        const int bottom_two = ink(two, 100).bottom(); // the lowest dark row
         QVERIFY(bottom_two > 0);
         w->error_list << "(3) BOX Line name (Q) not found"
                       << "(4) FOO ?";
         const QImage four = w->grab().toImage();
         QVERIFY(is_pink(four, 1, 1));
-        QVERIFY(lowest_dark_row(four) > bottom_two + 20);
+        QVERIFY(ink(four, 100).bottom() > bottom_two + 20);
         QTest::keyClick(w, Qt::Key_Down);
         QCOMPARE(w->y_offset, -10.0f);
         QTest::keyClick(w, Qt::Key_Escape);
