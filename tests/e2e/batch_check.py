@@ -6,8 +6,7 @@ import re
 import subprocess
 import sys
 
-bin_dir, src = sys.argv[1], sys.argv[2]
-work = os.environ["KORVAN_TEST_WORK"]
+bin_dir, src, work = sys.argv[1:4]
 ex = os.path.join(src, "examples")
 batch = os.path.join(bin_dir, "korvan-batch")
 failures = []

@@ -44,6 +44,28 @@ need_tools() {
 
 track() { E2E_PIDS+=("$1"); } # stopped by the cleanup
 
+BATCH=$E2E_BIN/korvan-batch
+# Under the address sanitizer a PDF page costs a hundred times more: fewer pages there.
+sanitized() { ldd "${1:-$BATCH}" 2>/dev/null | grep -q libasan; }
+# run_batch ARG...: korvan-batch; the status in rc, standard error in $E2E_TMP/err.
+run_batch() {
+    timeout 300 "$BATCH" "$@" 2>"$E2E_TMP/err"
+    rc=$?
+}
+# expect DESC STATUS LINE...: the last run ended with STATUS and said exactly these lines
+# (page numbers in file names read as page-N).
+expect() {
+    local desc=$1 status=$2
+    shift 2
+    [ "$rc" = "$status" ] || fail "$desc: status $rc, expected $status"
+    sed -E 's/page-[0-9]{5}/page-N/' "$E2E_TMP/err" | diff -q <((($#)) && printf '%s\n' "$@") - >/dev/null ||
+        fail "$desc: standard error: $(head -c 600 "$E2E_TMP/err")"
+}
+pages_of() { pdfinfo "$1" 2>/dev/null | awk '/^Pages:/ { print $2 }'; }
+# The text of each page of a PDF on a line of its own, blanks dropped: characters are
+# drawn one by one, so pdftotext spaces them at will.
+page_texts() { pdftotext -raw "$1" - | awk -v RS='\f' '{ gsub(/[[:space:]]+/, ""); print }'; }
+
 # A private X server on a display number it picks itself, which the program must use
 # whatever the caller's environment says. The scripts start their servers one at a time
 # (a lock on /tmp/korvan-e2e-xvfb.lock, not inherited by the server), so that two of
