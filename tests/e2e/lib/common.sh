@@ -182,6 +182,13 @@ start_cups() {
     [ -n "$CUPS_PDF_PPD" ] || skip "no Generic PDF Printer driver (cups-filters) for the queue"
 }
 
+# job_done QUEUE PDF: waits until the queue is empty and its job's PDF is whole.
+job_done() {
+    local queue=$1 pdf=$2
+    T=600 poll eval '[ -z "$(lpstat -o "$queue" 2>/dev/null)" ] && pdfinfo "$pdf" >/dev/null 2>&1' ||
+        ! fail "no job PDF from $queue ($(tail -3 "$C/log/error_log"))"
+}
+
 # add_pdf_queue NAME DIR: a queue of the private scheduler whose jobs land as PDF in
 # DIR/job.pdf (the Generic PDF Printer driver of cups-filters with a file: device).
 add_pdf_queue() {
