@@ -185,8 +185,8 @@ disabled|1|korvan-batch: cannot print on disabled: the queue is disabled
 rejecting|1|korvan-batch: cannot print on rejecting: the queue is rejecting jobs
 missing|1|korvan-batch: cannot print on missing: there is no such queue
 EOF
-T=300 poll eval '[ -z "$(lpstat -o ready 2>/dev/null)" ] && [ "$(pages_of "$w/q-ready/job.pdf")" = 3 ]' ||
-    fail "the ready queue's job: $(pages_of "$w/q-ready/job.pdf") pages ($(tail -3 "$C/log/error_log"))"
+job_done ready "$w/q-ready/job.pdf" && [ "$(pages_of "$w/q-ready/job.pdf")" = 3 ] ||
+    fail "the ready queue's job: $(pages_of "$w/q-ready/job.pdf") pages"
 [ "$(jobs ready)$(jobs disabled)$(jobs rejecting)" = 100 ] ||
     fail "jobs: ready $(jobs ready), disabled $(jobs disabled), rejecting $(jobs rejecting)"
 

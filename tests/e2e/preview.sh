@@ -187,7 +187,7 @@ wait_window '^Print$' || die "no print dialog"
 sleep 0.3
 press Return
 WID=$MAIN
-T=300 poll eval '[ -z "$(lpstat -o korvanpdf 2>/dev/null)" ] && pdftoppm -r 72 -png -singlefile "$D/out/job.pdf" "$D/job" 2>/dev/null' ||
+job_done korvanpdf "$D/out/job.pdf" && pdftoppm -r 72 -png -singlefile "$D/out/job.pdf" "$D/job" ||
     die "no PDF from the print queue"
 dark=$(convert "$D/job.png" -colorspace gray -format '%[fx:int(255*minima)]' info:)
 orange=$(convert "$D/job.png" -fuzz 10% -fill white +opaque "rgb($ORANGE)" -fill black -opaque "rgb($ORANGE)" \

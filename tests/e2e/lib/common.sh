@@ -1,5 +1,6 @@
-# Helpers of the end-to-end scripts, which are called as: script.sh <build>/bin <source dir>.
-# A private temp dir and X server, the program's window, keys and screen pixels.
+# The harness of the end-to-end scripts, which are called as: script.sh <build>/bin <source
+# dir>. A private temp dir, X server and print scheduler, the program's window, keys and
+# screen pixels, korvan-batch runs and what their PDFs hold.
 set -u
 
 E2E_NAME=$(basename "$0" .sh)
