@@ -8,12 +8,8 @@
 # that directory removes. In a private mount namespace, whose tmpfs mounts are its own.
 . "$(dirname "$0")/lib/common.sh"
 
-if [ "$E2E_SRC" != --inside-namespace ]; then
-    need_tools pdfinfo cupsd lpadmin lpinfo lpstat cupsdisable cupsreject unshare
-    unshare --mount --propagation private true 2>/dev/null || skip "unshare is not available"
-    unshare --mount --propagation private bash "$0" "$E2E_BIN" --inside-namespace
-    inside_done $?
-fi
+need_tools pdfinfo cupsd lpadmin lpinfo lpstat cupsdisable cupsreject unshare
+in_namespace --mount
 w=$E2E_TMP pages=5000
 sanitized && pages=300
 

@@ -10,15 +10,8 @@
 . "$(dirname "$0")/lib/common.sh"
 report=/home/Q/TMP/VERSION_KORVAN.TXT
 
-if [ "$E2E_SRC" != --inside-namespace ]; then
-    [ -x "$KORVAN" ] || die "no program at $KORVAN"
-    for ns in "--mount" "--user --map-root-user --mount"; do
-        unshare $ns --propagation private true 2>/dev/null || continue
-        unshare $ns --propagation private bash "$0" "$E2E_BIN" --inside-namespace
-        inside_done $?
-    done
-    skip "no private mount namespace: 'unshare --mount' failed, and in a user namespace too"
-fi
+need_tools unshare
+in_namespace --mount "--user --map-root-user --mount"
 exec 9</home # the machine's /home, reachable through /proc/$$/fd/9 once covered
 mount -t tmpfs -o mode=755 tmpfs /home || die "could not mount a tmpfs on /home"
 for entry in /proc/$$/fd/9/* /proc/$$/fd/9/.[!.]*; do

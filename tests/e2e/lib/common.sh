@@ -31,9 +31,22 @@ die() { fail "$*"; exit 1; }
 skip() { say "SKIP: $*"; exit 77; } # ctest reports the script as skipped
 finish() { ((E2E_FAILURES == 0)) || die "$E2E_FAILURES check(s) failed"; say "all checks passed"; exit 0; }
 check() { "${@:2}" || fail "$1"; } # a description, then a command that must succeed
-# The end of a script that ran its checks again in a private namespace: that run's
-# status decides (a skip inside is a skip).
-inside_done() { [ "$1" = 77 ] && exit 77; [ "$1" = 0 ] || E2E_FAILURES=1; finish; }
+# in_namespace OPTIONS...: runs the script again in the first private namespace that
+# unshare makes of the options given (e.g. "--mount"), and ends with that run's status (a
+# skip inside is a skip); in that run it returns at once.
+in_namespace() {
+    local ns status
+    [ "$E2E_SRC" = --inside-namespace ] && return
+    for ns in "$@"; do
+        unshare $ns --propagation private true 2>/dev/null || continue
+        unshare $ns --propagation private bash "$0" "$E2E_BIN" --inside-namespace
+        status=$?
+        [ "$status" = 77 ] && exit 77
+        [ "$status" = 0 ] || E2E_FAILURES=1
+        finish
+    done
+    skip "no private namespace: unshare $* failed"
+}
 
 need_tools() {
     local t
