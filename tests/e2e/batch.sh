@@ -2,26 +2,19 @@
 # korvan-batch on the examples, judged by real tools: pdfinfo and pdftotext read the
 # PDFs, pdftoppm rasterises them and zbarimg reads their bar codes (batch_check.py).
 . "$(dirname "$0")/lib/common.sh"
-batch=$E2E_BIN/korvan-batch ex=$E2E_SRC/examples w=$E2E_TMP
-export KORVAN_TEST_WORK=$w
-pages() { pdfinfo "$1" | awk '/^Pages:/ { print $2 }'; }
-status() { "$batch" "$@" 2>/dev/null; echo $?; }
+ex=$E2E_SRC/examples w=$E2E_TMP
+status() { "$BATCH" "$@" 2>/dev/null; echo $?; }
 
 for name in invoice delivery labels; do
-    check "$name runs clean" "$batch" --pdf "$w/$name.pdf" "$ex/$name/$name.tsv" "$ex/$name/$name.csv"
+    check "$name runs clean" "$BATCH" --pdf "$w/$name.pdf" "$ex/$name/$name.tsv" "$ex/$name/$name.csv"
 done
-check "examples: pages, sizes, text and bar codes" python3 "$E2E_SRC/tests/e2e/batch_check.py" "$E2E_BIN" "$E2E_SRC"
+check "examples: pages, sizes, text and bar codes" python3 "$E2E_SRC/tests/e2e/batch_check.py" "$E2E_BIN" "$E2E_SRC" "$w"
 
 # --check on a layout with three errors and two warnings: three lines on standard error
 # and status 1; on standard output all five by file and line, in line order.
 printf 'BOXX,L,1,2,3,4\nPAPER,A44,3\nTEXT,abc,NOSTYLE,,10,10,0,\nLINE_SET,L,0.2,0\nBOX,L,1,2,abc,4\n' >"$w/bad.csv"
-"$batch" --check "$w/bad.csv" 2>"$w/bad.err" >"$w/bad.out"
-check "--check exits 1 on errors" test $? -eq 1
-check "--check prints the three error lines" diff -u - "$w/bad.err" <<'EOF2'
-(1) BOXX BOXX ?
-(3) TEXT Char name (NOSTYLE) not found
-(5) BOX not numeric "abc"
-EOF2
+run_batch --check "$w/bad.csv" >"$w/bad.out"
+expect "--check" 1 "(1) BOXX BOXX ?" "(3) TEXT Char name (NOSTYLE) not found" '(5) BOX not numeric "abc"'
 check "--check prints FILE:LINE lines" diff -u - <(sed "s|^$w/||" "$w/bad.out") <<'EOF2'
 bad.csv:1: error: unknown keyword BOXX (did you mean BOX?)
 bad.csv:2: warning: PAPER name (A44) gives no paper size: a printer keeps its own paper; a PDF, a PNG and the preview use A4
@@ -29,26 +22,28 @@ bad.csv:2: warning: PAPER orientation (3) is neither 1 nor 2: a printer keeps it
 bad.csv:3: error: TEXT Char name (NOSTYLE) not found
 bad.csv:5: error: BOX not numeric "abc"
 EOF2
-check "--check exits 0 on a clean layout" "$batch" --check "$ex/invoice/invoice.csv"
-check "--version needs no files" test "$("$batch" --version)" = "korvan-batch 37/8.0.17 (layout VERSION 14)"
+check "--check exits 0 on a clean layout" "$BATCH" --check "$ex/invoice/invoice.csv"
+check "--version needs no files" test "$("$BATCH" --version)" = "korvan-batch 37/8.0.17 (layout VERSION 14)"
 check "usage errors exit 2" test "$(status --pdf "$w/x.pdf")$(status --pdf "$w/x.pdf" --png "$w/x" a b)$(
     status --png "$w/x" --dpi zero a b)" = 222
 
 # --png: one image per page at the resolution asked for (A4 at 100 dpi: 827 x 1169).
 inv=("$ex/invoice/invoice.tsv" "$ex/invoice/invoice.csv")
-check "--png writes the pages" "$batch" --png "$w/png" --dpi 100 "${inv[@]}"
+check "--png writes the pages" "$BATCH" --png "$w/png" --dpi 100 "${inv[@]}"
 check "--png makes one image per page" test "$(ls "$w/png" | wc -l)" -eq 5
-png_size() { python3 -c 'import struct, sys; print("%dx%d" % struct.unpack(">II", open(sys.argv[1], "rb").read(24)[16:]))' "$1"; }
-check "--png images are A4 at 100 dpi" test "$(png_size "$w/png/page-00001.png")" = 827x1169
+check "--png images are A4 at 100 dpi" test "$(python3 -c 'import struct, sys
+print("%dx%d" % struct.unpack(">II", open(sys.argv[1], "rb").read(24)[16:]))' "$w/png/page-00001.png")" = 827x1169
 
-# A page range and made-up data.
-check "--start/--end print the range" "$batch" --pdf "$w/range.pdf" --start 2 --end 3 "${inv[@]}"
-check "the range has two pages" test "$(pages "$w/range.pdf")" = 2
-check "--test-data prints the start page only" "$batch" --pdf "$w/td.pdf" --test-data "${inv[@]}"
-check "test data gives one page" test "$(pages "$w/td.pdf")" = 1
-check "--test-data --end 3 prints three pages" "$batch" --pdf "$w/td3.pdf" --test-data --end 3 "${inv[@]}"
-check "three test pages" test "$(pages "$w/td3.pdf")" = 3
-
+# A page range and made-up data (only the start page unless --end says otherwise).
+while read -r want args; do
+    run_batch --pdf "$w/range.pdf" $args "${inv[@]}"
+    expect "$args" 0
+    check "$args prints $want pages" test "$(pages_of "$w/range.pdf")" = "$want"
+done <<EOF
+2 --start 2 --end 3
+1 --test-data
+3 --test-data --end 3
+EOF
 check "runs with no display" env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM \
-    "$batch" --pdf "$w/nodisplay.pdf" "$ex/labels/labels.tsv" "$ex/labels/labels.csv"
+    "$BATCH" --pdf "$w/nodisplay.pdf" "$ex/labels/labels.tsv" "$ex/labels/labels.csv"
 finish

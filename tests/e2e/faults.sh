@@ -1,25 +1,17 @@
 #!/bin/bash
-# korvan-batch under faults: a full disk (/dev/full, a tmpfs of 200 KB), a read-only
-# directory, a closed pipe, runs stopped by SIGTERM and SIGKILL at ten points of a
-# 5,000-page PDF, print queues that are disabled, rejecting jobs, missing, or that
-# refuse the job while it is being written, data errors, and a data file cut short
-# while it is read. Each fault must give its lines on standard error and status 1 (a
-# signal: the signal's status), and leave the previous output byte for byte as it was
-# (or absent) with no temporary file beside it. A SIGKILL may leave one temporary,
-# which the next run in that directory removes.
-# Runs in a private mount namespace, where the tmpfs and read-only mounts are its own.
-# Under the address sanitizer a PDF page costs a hundred times more: 300 pages there.
+# korvan-batch under faults: full disks, read-only directories, a closed pipe, SIGTERM
+# and SIGKILL at ten points of a 5,000-page PDF (300 under the address sanitizer), print
+# queues that refuse the job before or while it is written, data errors, a data file
+# cut short while read. Each gives its lines on standard error and status 1 (a signal:
+# the signal's status), and leaves the previous output byte for byte as it was (or
+# absent) with no temporary beside it; a SIGKILL may leave one, which the next run in
+# that directory removes. In a private mount namespace, whose tmpfs mounts are its own.
 . "$(dirname "$0")/lib/common.sh"
 
-if [ "$E2E_SRC" != --inside-namespace ]; then
-    need_tools pdfinfo cupsd lpadmin lpinfo lpstat cupsdisable cupsreject unshare
-    unshare --mount --propagation private true 2>/dev/null || skip "unshare is not available"
-    unshare --mount --propagation private bash "$0" "$E2E_BIN" --inside-namespace
-    inside_done $?
-fi
-batch=$E2E_BIN/korvan-batch w=$E2E_TMP
-pages=5000
-ldd "$batch" 2>/dev/null | grep -q libasan && pages=300
+need_tools pdfinfo cupsd lpadmin lpinfo lpstat cupsdisable cupsreject unshare
+in_namespace --mount
+w=$E2E_TMP pages=5000
+sanitized && pages=300
 
 # One record a page: a box and two values on a small sheet. The second value is long,
 # so that the data file (600 KB) is far larger than what the reader reads ahead.
@@ -29,26 +21,11 @@ awk -v n="$pages" -v pad="$pad" 'BEGIN { for (i = 1; i <= n; i++) printf "R%05d\
 head -n 3 "$w/all.tsv" >"$w/three.tsv"
 all=("$w/all.tsv" "$w/rec.csv") three=("$w/three.tsv" "$w/rec.csv")
 
-# run ARG...: korvan-batch; the status in rc, standard error in $w/err.
-run() {
-    timeout 300 "$batch" "$@" 2>"$w/err"
-    rc=$?
-}
-# expect DESC STATUS LINE...: the last run ended with STATUS and said exactly these lines
-# (page numbers in file names read as page-N).
-expect() {
-    local desc=$1 status=$2
-    shift 2
-    [ "$rc" = "$status" ] || fail "$desc: status $rc, expected $status"
-    sed -E 's/page-[0-9]{5}/page-N/' "$w/err" | diff -q <((($#)) && printf '%s\n' "$@") - >/dev/null ||
-        fail "$desc: standard error: $(head -c 600 "$w/err")"
-}
-pages_of() { pdfinfo "$1" 2>/dev/null | awk '/^Pages:/ { print $2 }'; }
 # Everything under a directory, hidden entries too, and each file's checksum.
 state() { (cd "$1" && find . | LC_ALL=C sort && find . -type f -exec md5sum {} + | LC_ALL=C sort); }
 temporaries() { find "$1" -maxdepth 2 -name '.*.korvan-??????' "${@:2}"; }
 
-run --pdf "$w/three.pdf" "${three[@]}"
+run_batch --pdf "$w/three.pdf" "${three[@]}"
 [ "$rc" = 0 ] && [ "$(pages_of "$w/three.pdf")" = 3 ] || die "the three-page run failed: $(cat "$w/err")"
 
 # ---- Writes that fail: one line naming the file and the system's reason ----
@@ -58,14 +35,14 @@ mkdir -p "$small" "$ro" && mount -t tmpfs -o size=200k tmpfs "$small" &&
     mount -t tmpfs -o size=100k tmpfs "$ro" || die "could not mount the tmpfs"
 mkdir "$small/png" "$ro/png"
 cp "$w/three.pdf" "$small/out.pdf" && cp "$w/three.pdf" "$ro/out.pdf"
-run --png "$small/png" --dpi 30 "${three[@]}"
+run_batch --png "$small/png" --dpi 30 "${three[@]}"
 [ "$rc" = 0 ] || die "the three-page PNG run failed: $(cat "$w/err")"
 mount -o remount,ro "$ro" || die "could not make the tmpfs read-only"
 before_small=$(state "$small") before_ro=$(state "$ro")
 [ -w /dev/full ] && full=/dev/full || full=
 while IFS='|' read -r desc line args; do
     [ -n "$desc" ] || continue
-    run $args
+    run_batch $args
     expect "$desc" 1 "$line"
 done <<EOF
 ${full:+/dev/full|korvan-batch: cannot write /dev/full: No space left on device|--pdf /dev/full ${three[*]}}
@@ -79,16 +56,16 @@ EOF
 [ "$(state "$small")" = "$before_small" ] || fail "the full tmpfs changed: $(ls -AR "$small")"
 [ "$(state "$ro")" = "$before_ro" ] || fail "the read-only tmpfs changed: $(ls -AR "$ro")"
 
-"$batch" --pdf - "${all[@]}" 2>"$w/err" | head -c 1 >/dev/null
+"$BATCH" --pdf - "${all[@]}" 2>"$w/err" | head -c 1 >/dev/null
 rc=${PIPESTATUS[0]}
 expect "a closed pipe" 1 "korvan-batch: cannot write standard output: Broken pipe"
-"$batch" --pdf - "${three[@]}" 2>"$w/err" >"$w/piped.pdf"
+"$BATCH" --pdf - "${three[@]}" 2>"$w/err" >"$w/piped.pdf"
 rc=$?
 expect "--pdf -" 0
 [ "$(pages_of "$w/piped.pdf")" = 3 ] || fail "--pdf -: $(pages_of "$w/piped.pdf") pages instead of 3"
 
 # ---- Stopped runs: the previous file untouched (or no file), no temporary ----
-run --pdf "$w/all.pdf" "${all[@]}"
+run_batch --pdf "$w/all.pdf" "${all[@]}"
 [ "$rc" = 0 ] && [ "$(pages_of "$w/all.pdf")" = "$pages" ] || die "the $pages-page run failed: $(cat "$w/err")"
 size=$(stat -c %s "$w/all.pdf") k=$w/kill target=$w/kill/out.pdf stale="" stopped=0
 mkdir "$k"
@@ -97,7 +74,7 @@ for sig in TERM KILL; do
         # The even points have a previous file, the odd ones none.
         rm -f "$target"
         ((point % 2)) || cp "$w/three.pdf" "$target"
-        "$batch" --pdf "$target" "${all[@]}" 2>"$w/err" &
+        "$BATCH" --pdf "$target" "${all[@]}" 2>"$w/err" &
         pid=$!
         # Stopped once the run's temporary holds point tenths of the PDF's bytes.
         at=$((size * point / 10))
@@ -136,7 +113,7 @@ done
 ((stopped >= 16)) || fail "only $stopped of 20 runs were stopped before they ended"
 # Page images: stopped once some pages are written, none of them may stay.
 mkdir "$w/png"
-"$batch" --png "$w/png" --dpi 100 "${all[@]}" 2>"$w/err" &
+"$BATCH" --png "$w/png" --dpi 100 "${all[@]}" 2>"$w/err" &
 pid=$!
 until [ -n "$(find "$w/png" -name 'page-00002.png')" ] || ! kill -0 "$pid" 2>/dev/null; do :; done
 kill -TERM "$pid"
@@ -144,7 +121,7 @@ kill -TERM "$pid"
 rc=$?
 expect "SIGTERM during --png" 143 "korvan-batch: stopped by SIGTERM; no page was written to $w/png"
 [ -z "$(ls -A "$w/png")" ] || fail "SIGTERM during --png left $(ls -A "$w/png" | head -3)"
-run --pdf "$target" "${three[@]}"
+run_batch --pdf "$target" "${three[@]}"
 [ "$rc" = 0 ] && [ -z "$(temporaries "$k")" ] || fail "the run after the killed ones: status $rc, $(ls -A "$k")"
 
 # ---- Data errors: the error list's line, one that says where, and nothing written ----
@@ -163,7 +140,7 @@ printf 'A1\t4901234567894\nA2\nA3\t4901234567894\n' >"$w/jan.tsv"
 short="korvan-batch: data line 4 holds 11 values; page 4 takes 102 (the layout's 34 data fields times its 3 OFFSET copies), so it took 91 of line 5's 102 values"
 cp "$w/three.pdf" "$w/data.pdf"
 while IFS='|' read -r desc first second args; do
-    run --pdf "$w/data.pdf" $args
+    run_batch --pdf "$w/data.pdf" $args
     expect "$desc" 1 "$first" "$second"
     cmp -s "$w/three.pdf" "$w/data.pdf" || fail "$desc: the previous PDF was changed"
 done <<EOF
@@ -177,7 +154,7 @@ EOF
 data_size=$(stat -c %s "$w/all.tsv")
 for cut in 0 1000; do
     cp "$w/all.tsv" "$w/cut.tsv"
-    "$batch" --pdf "$w/data.pdf" "$w/cut.tsv" "$w/rec.csv" 2>"$w/err" &
+    "$BATCH" --pdf "$w/data.pdf" "$w/cut.tsv" "$w/rec.csv" 2>"$w/err" &
     pid=$!
     until [ -n "$(temporaries "$w" -size +$((size / 4))c)" ] || ! kill -0 "$pid" 2>/dev/null; do :; done
     truncate -s "$cut" "$w/cut.tsv"
@@ -196,7 +173,7 @@ for q in ready disabled rejecting; do add_pdf_queue "$q" "$w/q-$q" || die "lpadm
 cupsdisable disabled && cupsreject rejecting || die "could not disable and reject"
 jobs() { lpstat -W all -o "$1" 2>/dev/null | grep -c .; }
 while IFS='|' read -r queue status line; do
-    run --printer "$queue" "${three[@]}"
+    run_batch --printer "$queue" "${three[@]}"
     expect "queue $queue" "$status" ${line:+"$line"}
 done <<EOF
 ready|0|
@@ -204,14 +181,14 @@ disabled|1|korvan-batch: cannot print on disabled: the queue is disabled
 rejecting|1|korvan-batch: cannot print on rejecting: the queue is rejecting jobs
 missing|1|korvan-batch: cannot print on missing: there is no such queue
 EOF
-T=300 poll eval '[ -z "$(lpstat -o ready 2>/dev/null)" ] && [ "$(pages_of "$w/q-ready/job.pdf")" = 3 ]' ||
-    fail "the ready queue's job: $(pages_of "$w/q-ready/job.pdf") pages ($(tail -3 "$C/log/error_log"))"
+job_done ready "$w/q-ready/job.pdf" && [ "$(pages_of "$w/q-ready/job.pdf")" = 3 ] ||
+    fail "the ready queue's job: $(pages_of "$w/q-ready/job.pdf") pages"
 [ "$(jobs ready)$(jobs disabled)$(jobs rejecting)" = 100 ] ||
     fail "jobs: ready $(jobs ready), disabled $(jobs disabled), rejecting $(jobs rejecting)"
 
 # While the job is being written, the queue starts rejecting jobs or the run is stopped.
 for stop in reject TERM; do
-    "$batch" --printer ready "${all[@]}" 2>"$w/err" &
+    "$BATCH" --printer ready "${all[@]}" 2>"$w/err" &
     pid=$!
     until [ -n "$(temporaries "$TMPDIR")" ] || ! kill -0 "$pid" 2>/dev/null; do :; done
     if [ "$stop" = reject ]; then

@@ -1,11 +1,7 @@
-#!/usr/bin/env bash
-# Hostile layout and data files through korvan-batch: garbage, huge lines and layouts,
-# absurd numbers and counts, broken line ends and encodings, wrong kinds of files. Each
-# run must end with status 0 or 1, the error lines the rules give, in bounded time and
-# memory. The checks are in hostile.py; the small inputs in tests/hostile/.
-# Usage: hostile.sh <build>/bin <source dir>
-set -euo pipefail
-for tool in python3 pdfinfo pdftotext timeout; do
-    command -v "$tool" >/dev/null || { echo "hostile: SKIP: $tool is not installed"; exit 77; }
-done
-exec python3 "$(dirname "$0")/hostile.py" "$1" "$2"
+#!/bin/bash
+# Hostile layout and data files through korvan-batch, in bounded time and memory: the
+# cases are in hostile.py, the small inputs in tests/hostile/.
+. "$(dirname "$0")/lib/common.sh"
+need_tools python3 pdfinfo pdftotext timeout
+python3 "$(dirname "$0")/hostile.py" "$E2E_BIN" "$E2E_SRC" "$E2E_TMP" || die "hostile.py failed"
+finish

@@ -1,26 +1,17 @@
 #!/bin/bash
-# The VERSION request of the real program: "korvan VERSION VERSION" (any case) writes
-# exactly "14\n" to /home/Q/TMP/VERSION_KORVAN.TXT, replacing an older report, and ends
-# with status 0, with a display or without; with no work directory it still ends with 0
-# and writes nothing. Any other argument list is a normal run, which without a display
-# ends with status 1 and one line on standard error.
-# The checks run in a private mount namespace whose /home is a tmpfs holding an empty
-# /home/Q of their own and, mounted again in their places, everything else the machine's
-# /home holds (the build may be in someone's home directory). The machine's /home/Q,
-# whether there is one or not, is never touched, nor is one made. A user other than root
-# gets the namespace inside a user namespace of their own.
+# "korvan VERSION VERSION" (any case) writes exactly "14\n" to
+# /home/Q/TMP/VERSION_KORVAN.TXT, replacing an older report, and ends with status 0, with
+# a display or without; with no work directory it writes nothing and still ends with 0.
+# Any other argument list is a normal run: without a display, status 1 and one line.
+# In a private mount namespace (in a user namespace too, for a user other than root),
+# whose /home is a tmpfs with an empty /home/Q and the machine's other /home entries
+# mounted again (the build may be in someone's home): the machine's /home/Q is never
+# touched, nor is one made.
 . "$(dirname "$0")/lib/common.sh"
 report=/home/Q/TMP/VERSION_KORVAN.TXT
 
-if [ "$E2E_SRC" != --inside-namespace ]; then
-    [ -x "$KORVAN" ] || die "no program at $KORVAN"
-    for ns in "--mount" "--user --map-root-user --mount"; do
-        unshare $ns --propagation private true 2>/dev/null || continue
-        unshare $ns --propagation private bash "$0" "$E2E_BIN" --inside-namespace
-        inside_done $?
-    done
-    skip "no private mount namespace: 'unshare --mount' failed, and in a user namespace too"
-fi
+need_tools unshare
+in_namespace --mount "--user --map-root-user --mount"
 exec 9</home # the machine's /home, reachable through /proc/$$/fd/9 once covered
 mount -t tmpfs -o mode=755 tmpfs /home || die "could not mount a tmpfs on /home"
 for entry in /proc/$$/fd/9/* /proc/$$/fd/9/.[!.]*; do

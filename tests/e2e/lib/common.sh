@@ -1,5 +1,6 @@
-# Helpers of the end-to-end scripts, which are called as: script.sh <build>/bin <source dir>.
-# A private temp dir and X server, the program's window, keys and screen pixels.
+# The harness of the end-to-end scripts, which are called as: script.sh <build>/bin <source
+# dir>. A private temp dir, X server and print scheduler, the program's window, keys and
+# screen pixels, korvan-batch runs and what their PDFs hold.
 set -u
 
 E2E_NAME=$(basename "$0" .sh)
@@ -30,9 +31,22 @@ die() { fail "$*"; exit 1; }
 skip() { say "SKIP: $*"; exit 77; } # ctest reports the script as skipped
 finish() { ((E2E_FAILURES == 0)) || die "$E2E_FAILURES check(s) failed"; say "all checks passed"; exit 0; }
 check() { "${@:2}" || fail "$1"; } # a description, then a command that must succeed
-# The end of a script that ran its checks again in a private namespace: that run's
-# status decides (a skip inside is a skip).
-inside_done() { [ "$1" = 77 ] && exit 77; [ "$1" = 0 ] || E2E_FAILURES=1; finish; }
+# in_namespace OPTIONS...: runs the script again in the first private namespace that
+# unshare makes of the options given (e.g. "--mount"), and ends with that run's status (a
+# skip inside is a skip); in that run it returns at once.
+in_namespace() {
+    local ns status
+    [ "$E2E_SRC" = --inside-namespace ] && return
+    for ns in "$@"; do
+        unshare $ns --propagation private true 2>/dev/null || continue
+        unshare $ns --propagation private bash "$0" "$E2E_BIN" --inside-namespace
+        status=$?
+        [ "$status" = 77 ] && exit 77
+        [ "$status" = 0 ] || E2E_FAILURES=1
+        finish
+    done
+    skip "no private namespace: unshare $* failed"
+}
 
 need_tools() {
     local t
@@ -43,6 +57,28 @@ need_tools() {
 }
 
 track() { E2E_PIDS+=("$1"); } # stopped by the cleanup
+
+BATCH=$E2E_BIN/korvan-batch
+# Under the address sanitizer a PDF page costs a hundred times more: fewer pages there.
+sanitized() { ldd "${1:-$BATCH}" 2>/dev/null | grep -q libasan; }
+# run_batch ARG...: korvan-batch; the status in rc, standard error in $E2E_TMP/err.
+run_batch() {
+    timeout 300 "$BATCH" "$@" 2>"$E2E_TMP/err"
+    rc=$?
+}
+# expect DESC STATUS LINE...: the last run ended with STATUS and said exactly these lines
+# (page numbers in file names read as page-N).
+expect() {
+    local desc=$1 status=$2
+    shift 2
+    [ "$rc" = "$status" ] || fail "$desc: status $rc, expected $status"
+    sed -E 's/page-[0-9]{5}/page-N/' "$E2E_TMP/err" | diff -q <((($#)) && printf '%s\n' "$@") - >/dev/null ||
+        fail "$desc: standard error: $(head -c 600 "$E2E_TMP/err")"
+}
+pages_of() { pdfinfo "$1" 2>/dev/null | awk '/^Pages:/ { print $2 }'; }
+# The text of each page of a PDF on a line of its own, blanks dropped: characters are
+# drawn one by one, so pdftotext spaces them at will.
+page_texts() { pdftotext -raw "$1" - | awk -v RS='\f' '{ gsub(/[[:space:]]+/, ""); print }'; }
 
 # A private X server on a display number it picks itself, which the program must use
 # whatever the caller's environment says. The scripts start their servers one at a time
@@ -158,6 +194,13 @@ start_cups() {
         die "the private CUPS scheduler did not start"
     CUPS_PDF_PPD=$(lpinfo -m 2>/dev/null | awk '/Generic PDF Printer/ { print $1; exit }')
     [ -n "$CUPS_PDF_PPD" ] || skip "no Generic PDF Printer driver (cups-filters) for the queue"
+}
+
+# job_done QUEUE PDF: waits until the queue is empty and its job's PDF is whole.
+job_done() {
+    local queue=$1 pdf=$2
+    T=600 poll eval '[ -z "$(lpstat -o "$queue" 2>/dev/null)" ] && pdfinfo "$pdf" >/dev/null 2>&1' ||
+        ! fail "no job PDF from $queue ($(tail -3 "$C/log/error_log"))"
 }
 
 # add_pdf_queue NAME DIR: a queue of the private scheduler whose jobs land as PDF in
