@@ -41,10 +41,11 @@ if [ "${KORVAN_FRESH_NAMESPACE:-}" != 1 ]; then
     exec unshare --mount --propagation private "$0" "$@"
 fi
 step_start=$SECONDS
-timed() { # name, then the command; prints how long it took
-    local t=$SECONDS
-    "${@:2}"
+timed() { # name, then the command; prints how long it took, and ends with its status
+    local t=$SECONDS status=0
+    "${@:2}" || status=$?
     say "$1: $((SECONDS - t)) s"
+    return $status
 }
 
 # What the machine itself needs to make the tree.
@@ -95,8 +96,8 @@ mkdir -p "$cache/archives"
 if [ ! -s "$base" ]; then
     say "debootstrap bookworm (minbase) from $mirror"
     scratch=$(mktemp -d "$cache/debootstrap.XXXXXX")
-    timed debootstrap debootstrap --variant=minbase bookworm "$scratch" "$mirror" >"$cache/debootstrap.log" 2>&1 ||
-        { tail -20 "$cache/debootstrap.log" >&2; rm -rf "$scratch"; exit 1; }
+    bootstrap() { debootstrap --variant=minbase bookworm "$scratch" "$mirror" >"$cache/debootstrap.log" 2>&1; }
+    timed debootstrap bootstrap || { tail -20 "$cache/debootstrap.log" >&2; rm -rf "$scratch"; exit 1; }
     rm -f "$scratch"/var/cache/apt/archives/*.deb
     tar -C "$scratch" -cf "$base.part" . && mv "$base.part" "$base"
     rm -rf "$scratch"
