@@ -37,6 +37,7 @@ void korvan_l::set_title_v(const QString& title) {
     setWindowTitle(title);
 }
 bool korvan_l::display_b() {
+    if (shows_page_b()) keep_view_v();
     const bool fresh = replay_index == -1 && error_flag != 1;
     const bool drawn = display_print_b(x_offset, y_offset, zoom);
     // Drawing the page took its values: the stream stands at the next page.
@@ -48,7 +49,13 @@ bool korvan_l::shows_page_b() const {
     return (mode == MODE_DISPLAY || mode == MODE_TEST_DATA) && error_flag != 1;
 }
 
+void korvan_l::keep_view_v() {
+    kept = {current_page, zoom, x_offset, y_offset};
+}
+
 void korvan_l::follow_page_v() {
+    // The page asked for is the one to come back to, even when reaching it fails.
+    if (shows_page_b()) keep_view_v();
     if (mode != MODE_DISPLAY || error_flag == 1 || stream_page == current_page) return;
     const int page = current_page;
     if (position_data_b(page) == 1)

@@ -5,6 +5,7 @@
 #include "layout/form.h"
 #include "output/background.h"
 
+#include <QElapsedTimer>
 #include <QTimer>
 #include <QWidget>
 
@@ -100,5 +101,12 @@ private:
     QStringList watched_states; // file_states() when the files were last read
     QString background_state;   // the background's state when it was last read
     QString status_note;        // the last thing worth saying (a background refused)
-    int kept_page = -1;         // the last page shown, kept over an error screen
+    QElapsedTimer first_change; // since the first change of a burst the timer waits for
+    // The page last shown or asked for, with its zoom and offsets: a reload comes back
+    // to it, also after an error screen in between (which is drawn from its top-left).
+    struct view_l {
+        int page = -1;
+        float zoom = 1.0f, x = 0.0f, y = 0.0f;
+    } kept;
+    void keep_view_v();
 };

@@ -14,8 +14,11 @@
 namespace {
 
 // Changes closer together than this are read once: an editor's save is often a
-// truncate and a write, or a write and a rename.
+// truncate and a write, or a write and a rename. A file written slowly puts the reload
+// off until it has been quiet that long, but never longer than the second limit after
+// its first change, so that the window is current within a second.
 constexpr int settle_ms = 150;
+constexpr int longest_wait_ms = 800;
 
 // What tells one version of a file from the next: its size, its modification time to
 // the nanosecond, the time of its last change of permissions, and whether it can be
@@ -60,7 +63,8 @@ void korvan_l::start_watching_v() {
     // leaves the old file's watch behind: the directories are watched as well, and the
     // files are watched again after each change.
     const auto changed = [this] {
-        if (!reload_timer.isActive()) reload_timer.start();
+        if (!reload_timer.isActive()) first_change.start();
+        if (first_change.elapsed() + settle_ms < longest_wait_ms) reload_timer.start();
     };
     connect(watcher, &QFileSystemWatcher::fileChanged, this, changed);
     connect(watcher, &QFileSystemWatcher::directoryChanged, this, changed);
@@ -99,7 +103,12 @@ void korvan_l::watch_paths_v() {
         const QString file = state.section(QLatin1Char('\t'), 0, 0);
         const QString dir = QFileInfo(file).absolutePath();
         if (QFileInfo(dir).isDir() && !watcher->directories().contains(dir)) watcher->addPath(dir);
-        if (QFileInfo::exists(file) && !watcher->files().contains(file)) watcher->addPath(file);
+        if (!QFileInfo::exists(file)) continue;
+        // Watched afresh each time: a file replaced by rename while another program
+        // still holds the old one open would otherwise stay watched as the old one, and
+        // the new one's in-place writes would go unseen.
+        if (watcher->files().contains(file)) watcher->removePath(file);
+        watcher->addPath(file);
     }
 }
 
@@ -128,15 +137,18 @@ void korvan_l::reload_v() {
     // What the files are like before they are read: a save during the reading makes
     // the next comparison differ, so the window never stays with an older version.
     watched_states = file_states();
-    const float kept_zoom = zoom, kept_x = x_offset, kept_y = y_offset;
     // The page to come back to: the one shown, or the one shown before the error screen.
-    if (shows_page_b()) kept_page = current_page;
-    const int page = kept_page;
+    if (shows_page_b()) keep_view_v();
+    const view_l view = kept;
     restart_v();
-    zoom = kept_zoom;
-    x_offset = kept_x;
-    y_offset = kept_y;
+    zoom = view.zoom;
+    x_offset = view.x;
+    y_offset = view.y;
     setup_v(); // reads the layout and stands the data at the start page
+    // The error screen's lines start at its top-left whatever the page's offsets were;
+    // the page gets them back when the layout is saved fixed.
+    if (error_flag == 1) x_offset = y_offset = 0.0f;
+    const int page = view.page;
     if (error_flag == 0 && page > current_page) {
         if (mode == MODE_TEST_DATA) {
             current_page = page;
