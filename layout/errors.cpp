@@ -104,6 +104,8 @@ QStringList form_l::located_lines(const QString& file) const {
         const auto [line, rest] = split_line(warning);
         found.append({line, QStringLiteral("warning: ") + rest});
     }
+    for (finding& f : found)
+        f.line = record_first_lines.value(f.line, f.line);
     std::stable_sort(found.begin(), found.end(),
                      [](const finding& a, const finding& b) { return a.line < b.line; });
     QStringList lines;

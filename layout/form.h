@@ -196,6 +196,9 @@ public:
 
     // Layout reader.
     int layout_line_no = 0;
+    // Records continued over several lines: the line their messages name (the last)
+    // to the line they start on, where an editor should take the reader.
+    QHash<int, int> record_first_lines;
     bool at_eof = false;
     QString record;
     s_l fields;

@@ -12,6 +12,7 @@ void form_l::read_layout_v() {
         // leading blanks it is a keyword like any other (and an unknown one).
         bool first_line = true;
         bool comment = false;
+        const int record_start = layout_line_no + 1;
         for (;;) {
             ++layout_line_no;
             const int status = layout_reader->read();
@@ -41,6 +42,7 @@ void form_l::read_layout_v() {
         if (at_eof) return;
         if (record.isEmpty()) continue;
         if (comment) continue;
+        if (layout_line_no != record_start) record_first_lines.insert(layout_line_no, record_start);
         csv_split_v(&fields, record);
         dispatch_record_v();
     }

@@ -11,10 +11,11 @@ done
 check "examples: pages, sizes, text and bar codes" python3 "$E2E_SRC/tests/e2e/batch_check.py" "$E2E_BIN" "$E2E_SRC" "$w"
 
 # --check on a layout with three errors and two warnings: three lines on standard error
-# and status 1; on standard output all five by file and line, in line order.
-printf 'BOXX,L,1,2,3,4\nPAPER,A44,3\nTEXT,abc,NOSTYLE,,10,10,0,\nLINE_SET,L,0.2,0\nBOX,L,1,2,abc,4\n' >"$w/bad.csv"
+# and status 1; on standard output all five by file and line, in line order, the last
+# record (continued over lines 5 and 6) by its first line.
+printf 'BOXX,L,1,2,3,4\nPAPER,A44,3\nTEXT,abc,NOSTYLE,,10,10,0,\nLINE_SET,L,0.2,0\nBOX,L,1,\\\n2,abc,4\n' >"$w/bad.csv"
 run_batch --check "$w/bad.csv" >"$w/bad.out"
-expect "--check" 1 "(1) BOXX BOXX ?" "(3) TEXT Char name (NOSTYLE) not found" '(5) BOX not numeric "abc"'
+expect "--check" 1 "(1) BOXX BOXX ?" "(3) TEXT Char name (NOSTYLE) not found" '(6) BOX not numeric "abc"'
 check "--check prints FILE:LINE lines" diff -u - <(sed "s|^$w/||" "$w/bad.out") <<'EOF2'
 bad.csv:1: error: unknown keyword BOXX (did you mean BOX?)
 bad.csv:2: warning: PAPER name (A44) gives no paper size: a printer keeps its own paper; a PDF, a PNG and the preview use A4
