@@ -7,13 +7,10 @@
 #include <QCommandLineParser>
 #include <QPageLayout>
 #include <QPainter>
-#include <QPdfWriter>
-#include <QPrinter>
 #include <QPrinterInfo>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <memory>
 
 namespace batch {
 
@@ -57,15 +54,6 @@ bool numbers_b(const QString& text, int count, double* out) {
     return true;
 }
 
-// The paper of a queue's calibration sheet: the queue's own, A4 without one.
-QPageSize paper_of(const QString& queue) {
-    if (!queue.isEmpty()) {
-        const QPageSize size = QPrinterInfo::printerInfo(queue).defaultPageSize();
-        if (size.isValid()) return size;
-    }
-    return QPageSize(QPageSize::A4);
-}
-
 void show_v(const QString& queue, const calibration_l& values) {
     const QString line =
         queue + QStringLiteral(": ") +
@@ -94,36 +82,19 @@ int print_sheet_i(const QString& pdf, const QString& printer, const QString& val
             QStringLiteral("; the sheet is drawn without calibration"));
         note = QStringLiteral("The stored calibration is unusable and was ignored: ") + problem;
     }
-    const QPageSize paper = paper_of(queue.isEmpty() ? values_queue : queue);
+    const QPageSize paper = queue_paper(queue.isEmpty() ? values_queue : queue);
     const QString named = values_queue.isEmpty() ? queue : values_queue;
-
-    // Full page at 72 dpi, as a print run: (0, 0) is the sheet's corner.
-    std::unique_ptr<QPagedPaintDevice> target;
-    if (pdf.isEmpty()) {
-        auto device = std::make_unique<QPrinter>(QPrinter::ScreenResolution);
-        device->setPrinterName(queue);
-        device->setResolution(72);
-        device->setFullPage(true);
-        device->setPageSize(paper);
-        device->setPageOrientation(QPageLayout::Portrait);
-        device->setDocName(QStringLiteral("korvan calibration sheet"));
-        target = std::move(device);
-    } else {
-        auto writer = std::make_unique<QPdfWriter>(pdf);
-        writer->setResolution(72);
-        writer->setCreator(program);
-        writer->setPageLayout(
-            QPageLayout(paper, QPageLayout::Portrait, QMarginsF(0, 0, 0, 0), QPageLayout::Point));
-        target = std::move(writer);
-    }
-    QPainter painter;
-    if (!painter.begin(target.get()))
-        return run_error(pdf.isEmpty() ? QStringLiteral("cannot print on ") + queue
-                                       : QStringLiteral("cannot write ") + pdf);
-    draw_calibration_sheet_v(&painter, paper.size(QPageSize::Millimeter), paper.name(), values,
-                             named, note);
-    painter.end();
-    return EXIT_OK;
+    // One page, written and sent as the pages of a run are: whole or not at all.
+    const QPageLayout layout(paper, QPageLayout::Portrait, QMarginsF(0, 0, 0, 0),
+                             QPageLayout::Point);
+    const pdf_pages_fn sheet = [&](QPainter& painter, const std::function<bool()>&) {
+        draw_calibration_sheet_v(&painter, paper.size(QPageSize::Millimeter), paper.name(), values,
+                                 named, note);
+        return true;
+    };
+    const bool done = pdf.isEmpty() ? pdf_to_queue(queue, layout, QString(), sheet)
+                                    : pdf_to_file(pdf, layout, sheet);
+    return done ? EXIT_OK : EXIT_ERRORS;
 }
 
 } // namespace
@@ -213,7 +184,7 @@ int calibration_options_l::run_i(const QCommandLineParser& parser) const {
         values.stretch_y = stretch[1];
     }
     if (parser.isSet(readings_)) {
-        const QSizeF paper = paper_of(queue).size(QPageSize::Millimeter);
+        const QSizeF paper = queue_paper(queue).size(QPageSize::Millimeter);
         values = values.corrected_n(readings, paper.width(), paper.height());
         if (!within_limits_b(values))
             return usage_error(QStringLiteral("the readings give ") + values.text_s() +

@@ -158,13 +158,12 @@ void progress_l::show() {
 
 namespace {
 
-// The pages of the run as a PDF into `out`. False when the run found errors or a write
-// failed (each said); `out` is then to be dropped.
-bool write_pdf(form_l& form, output_file_l& out, const QPageLayout& layout, const QString& creator,
-               progress_l& progress) {
+// The PDF drawn by `pages` into `out`. False when `pages` failed or a write did (each
+// said).
+bool pdf_to(output_file_l& out, const QPageLayout& layout, const pdf_pages_fn& pages) {
     QPdfWriter writer(&out);
     writer.setResolution(72);
-    writer.setCreator(creator);
+    writer.setCreator(QStringLiteral("korvan-batch"));
     writer.setPageLayout(layout);
     QPainter painter;
     if (!painter.begin(&writer)) {
@@ -172,28 +171,27 @@ bool write_pdf(form_l& form, output_file_l& out, const QPageLayout& layout, cons
         return false;
     }
     // A page is written out when the next one starts: a write that failed stops the
-    // run there.
-    const bool ok = run_pages(
-        form, painter,
-        [&]() { return writer.newPage() && !out.failed_b() ? true : stop_run(form); }, progress);
+    // drawing there.
+    const bool ok = pages(painter, [&]() { return writer.newPage() && !out.failed_b(); });
     painter.end();
     return ok && !out.failed_b();
 }
 
 } // namespace
 
-bool print_to_pdf(form_l& form, const QString& file, progress_l& progress) {
+bool pdf_to_file(const QString& file, const QPageLayout& layout, const pdf_pages_fn& pages) {
     output_file_l out;
     if (!out.open_b(file)) return false;
     // Nothing of a run that found errors goes out: no page built from wrong values.
-    if (!write_pdf(form, out, page_layout_of(form), QStringLiteral("korvan-batch"), progress)) {
+    if (!pdf_to(out, layout, pages)) {
         out.abort_v();
         return false;
     }
     return out.commit_b();
 }
 
-bool print_to_printer(form_l& form, const QString& name, progress_l& progress) {
+bool pdf_to_queue(const QString& name, const QPageLayout& layout, const QString& media,
+                  const pdf_pages_fn& pages) {
     const QString cannot =
         QStringLiteral("korvan-batch: cannot print on ") + name + QStringLiteral(": ");
     const QString problem = queue_problem_s(name);
@@ -204,25 +202,20 @@ bool print_to_printer(form_l& form, const QString& name, progress_l& progress) {
     // The job is written in full to a spool file, then handed to the print system in
     // one request, which it takes whole or not at all: a run that fails or is stopped
     // queues nothing, and a job in the queue has every page.
-    QPageSize queue_paper = QPrinterInfo::printerInfo(name).defaultPageSize();
-    if (!queue_paper.isValid()) queue_paper = QPageSize(QPageSize::A4);
-    const QPageLayout layout = page_layout_of(form, queue_paper);
     const QString dir = QDir::tempPath();
     output_file_l spool;
     if (!spool.open_spool_b(dir,
                             QStringLiteral("the job for ") + name + QStringLiteral(" in ") + dir))
         return false;
     set_interrupt_note_v(QStringLiteral("; nothing was sent to ") + name);
-    if (!write_pdf(form, spool, layout, QStringLiteral("korvan-batch"), progress)) {
+    if (!pdf_to(spool, layout, pages)) {
         spool.abort_v();
         return false;
     }
     if (!spool.commit_b()) return false;
-    // The paper the form is laid out for, asked of the queue by name; the queue's own
-    // when the layout names none.
-    const QSizeF mm = layout.pageSize().size(QPageSize::Millimeter);
-    const QString media =
-        form.paper_name.isEmpty() ? QString() : media_name_s(mm.width(), mm.height());
+    // Stopped while the job is on its way, the run cannot tell whether it arrived.
+    set_interrupt_note_v(QStringLiteral("; the job was being sent: lpstat -o ") + name +
+                         QStringLiteral(" shows whether it arrived"));
     const QString refused =
         print_file_s(name, spool.spool_path(), QStringLiteral("korvan-batch"), media);
     if (refused.isEmpty()) output_complete_v();
@@ -232,6 +225,37 @@ bool print_to_printer(form_l& form, const QString& name, progress_l& progress) {
         return false;
     }
     return true;
+}
+
+QPageSize queue_paper(const QString& name) {
+    const QPageSize paper = QPrinterInfo::printerInfo(name).defaultPageSize();
+    return paper.isValid() ? paper : QPageSize(QPageSize::A4);
+}
+
+namespace {
+
+// The form's pages into a PDF: a failed write ends the run at the next page.
+pdf_pages_fn form_pages(form_l& form, progress_l& progress) {
+    return [&form, &progress](QPainter& painter, const std::function<bool()>& new_page) {
+        return run_pages(
+            form, painter, [&]() { return new_page() ? true : stop_run(form); }, progress);
+    };
+}
+
+} // namespace
+
+bool print_to_pdf(form_l& form, const QString& file, progress_l& progress) {
+    return pdf_to_file(file, page_layout_of(form), form_pages(form, progress));
+}
+
+bool print_to_printer(form_l& form, const QString& name, progress_l& progress) {
+    // The paper the form is laid out for, asked of the queue by name; the queue's own
+    // when the layout names none.
+    const QPageLayout layout = page_layout_of(form, queue_paper(name));
+    const QSizeF mm = layout.pageSize().size(QPageSize::Millimeter);
+    const QString media =
+        form.paper_name.isEmpty() ? QString() : media_name_s(mm.width(), mm.height());
+    return pdf_to_queue(name, layout, media, form_pages(form, progress));
 }
 
 bool print_to_png(form_l& form, const QString& dir, int dpi, progress_l& progress) {

@@ -52,6 +52,8 @@ PNG on a full tmpfs|korvan-batch: cannot write $small/png/page-N.png: No space l
 PDF in a read-only directory|korvan-batch: cannot write $ro/out.pdf: Read-only file system|--pdf $ro/out.pdf ${three[*]}
 PNG into a read-only directory|korvan-batch: cannot write $ro/png: Read-only file system|--png $ro/png ${three[*]}
 PNG below a read-only directory|korvan-batch: cannot create $ro/new: Read-only file system|--png $ro/new ${three[*]}
+${full:+calibration sheet on /dev/full|korvan-batch: cannot write /dev/full: No space left on device|--calibration-sheet --pdf /dev/full}
+calibration sheet in a read-only directory|korvan-batch: cannot write $ro/sheet.pdf: Read-only file system|--calibration-sheet --pdf $ro/sheet.pdf
 EOF
 [ "$(state "$small")" = "$before_small" ] || fail "the full tmpfs changed: $(ls -AR "$small")"
 [ "$(state "$ro")" = "$before_ro" ] || fail "the read-only tmpfs changed: $(ls -AR "$ro")"
@@ -172,14 +174,16 @@ mkdir -p "$TMPDIR"
 for q in ready disabled rejecting; do add_pdf_queue "$q" "$w/q-$q" || die "lpadmin $q failed"; done
 cupsdisable disabled && cupsreject rejecting || die "could not disable and reject"
 jobs() { lpstat -W all -o "$1" 2>/dev/null | grep -c .; }
-while IFS='|' read -r queue status line; do
-    run_batch --printer "$queue" "${three[@]}"
-    expect "queue $queue" "$status" ${line:+"$line"}
+while IFS='|' read -r queue status line args; do
+    run_batch --printer "$queue" ${args:-${three[*]}}
+    expect "queue $queue ${args:-}" "$status" ${line:+"$line"}
 done <<EOF
 ready|0|
 disabled|1|korvan-batch: cannot print on disabled: the queue is disabled
 rejecting|1|korvan-batch: cannot print on rejecting: the queue is rejecting jobs
 missing|1|korvan-batch: cannot print on missing: there is no such queue
+disabled|1|korvan-batch: cannot print on disabled: the queue is disabled|--calibration-sheet
+rejecting|1|korvan-batch: cannot print on rejecting: the queue is rejecting jobs|--calibration-sheet
 EOF
 job_done ready "$w/q-ready/job.pdf" && [ "$(pages_of "$w/q-ready/job.pdf")" = 3 ] ||
     fail "the ready queue's job: $(pages_of "$w/q-ready/job.pdf") pages"
