@@ -200,9 +200,14 @@ int calibration_options_l::run_i(const QCommandLineParser& parser) const {
 bool calibration_options_l::apply_b(const QCommandLineParser& parser, form_l& form,
                                     const QString& printer) const {
     const QString queue = parser.isSet(calibration_) ? parser.value(calibration_) : printer;
-    const calibration_l values = calibration_l::printing_n(queue, program);
-    // A name that is neither a queue nor in the file is a mistake, not "no calibration".
-    if (parser.isSet(calibration_) && values.identity_b() && queue_named(queue).isEmpty()) {
+    QString problem;
+    const calibration_l values = calibration_l::load_n(queue, &problem);
+    if (!problem.isEmpty()) {
+        // Unusable values print uncalibrated, on a queue or not: said once.
+        say(program + QStringLiteral(": ") + problem +
+            QStringLiteral("; printing without calibration"));
+    } else if (parser.isSet(calibration_) && values.identity_b() && queue_named(queue).isEmpty()) {
+        // A name that is neither a queue nor in the file is a mistake, not "no calibration".
         run_error(no_queue_s(queue));
         return false;
     }

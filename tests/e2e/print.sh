@@ -125,13 +125,16 @@ box "$w/plain.pdf" 10 10 100 50
 check "PDF runs with --calibration" "$BATCH" --pdf "$w/cal.pdf" --calibration $q "${form[@]}"
 box "$w/cal.pdf" 12 8.5 100 50
 
-# Bad files: one line, and the run prints uncalibrated.
+# Bad files: one line, and the run prints uncalibrated (also for a name the file holds
+# that is no queue). Each row: the name, then the file.
 cp "$ini" "$w/good.ini"
-bad_files=("[$q]\nshift_x=nan\n" "[$q]\nstretch_x=abc\n" "[$q]\nstretch_y=7\n" "[$q\nshift_x=1\n" "\x01\xff\x00junk")
-for content in "${bad_files[@]}" directory; do
+bad_files=("$q|[$q]\nshift_x=nan\n" "$q|[$q]\nstretch_x=abc\n" "$q|[$q]\nstretch_y=7\n"
+    "$q|[$q\nshift_x=1\n" "$q|\x01\xff\x00junk" "$q|directory" "gone|[gone]\nshift_x=nan\n")
+for row in "${bad_files[@]}"; do
+    name=${row%%|*} content=${row#*|}
     rm -rf "$ini"
     if [ "$content" = directory ]; then mkdir "$ini"; else printf "$content" >"$ini"; fi
-    "$BATCH" --pdf "$w/bad.pdf" --calibration $q "${form[@]}" 2>"$w/err" || fail "$content: the run failed"
+    "$BATCH" --pdf "$w/bad.pdf" --calibration "$name" "${form[@]}" 2>"$w/err" || fail "$content: the run failed"
     [ "$(wc -l <"$w/err")" = 1 ] || fail "$content: not one line: $(cat "$w/err")"
     box "$w/bad.pdf" 10 10 100 50
 done
