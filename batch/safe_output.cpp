@@ -36,6 +36,10 @@ std::atomic<size_t> note_length{0};
 
 const int caught_signals[] = {SIGINT, SIGTERM, SIGHUP};
 
+// A progress line without its line end stands on standard error: what comes next
+// starts on a line of its own (the signal handler's line too).
+volatile sig_atomic_t progress_line_open = 0;
+
 void put(const char* text, size_t size) {
     while (size > 0) {
         const ssize_t n = write(STDERR_FILENO, text, size);
@@ -100,6 +104,7 @@ extern "C" void on_signal(int sig) {
         for (;;)
             pause();
     }
+    if (progress_line_open) put("\n");
     put("korvan-batch: stopped by ");
     put(sig == SIGINT ? "SIGINT" : sig == SIGTERM ? "SIGTERM" : "SIGHUP");
     put(note, note_length.load());
@@ -225,6 +230,15 @@ bool is_temporary(const char* name) {
     return true;
 }
 
+// "page-" five or more digits ".png": a page a run wrote into its temporary directory.
+bool is_page_file(const char* name) {
+    const size_t n = strlen(name);
+    if (n < 14 || memcmp(name, "page-", 5) != 0 || strcmp(name + n - 4, ".png") != 0) return false;
+    for (size_t i = 5; i < n - 4; ++i)
+        if (name[i] < '0' || name[i] > '9') return false;
+    return true;
+}
+
 // Locks a temporary just made at `path` through `fd`. False when it is no longer the
 // file at `path`: a run removing stale temporaries took it in the moment between its
 // making and its locking, and another name must be tried.
@@ -254,20 +268,18 @@ int make_path(const QByteArray& path) {
     return stat(path.constData(), &st) == 0 && S_ISDIR(st.st_mode) ? 0 : ENOTDIR;
 }
 
-bool progress_line_open = false;
-
 } // namespace
 
 void say(const QString& text) {
     if (progress_line_open) std::fputs("\n", stderr);
-    progress_line_open = false;
+    progress_line_open = 0;
     const QByteArray bytes = text.toUtf8() + '\n';
     std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stderr);
     std::fflush(stderr);
 }
 
 void set_progress_line_open(bool open) {
-    progress_line_open = open;
+    progress_line_open = open ? 1 : 0;
 }
 
 void output_complete_v() {
@@ -289,18 +301,20 @@ void remove_stale_temporaries_v(const QByteArray& dir) {
         const int fd = openat(dir_fd, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
         if (fd < 0) continue;
         struct stat by_fd, by_name;
-        // Unlocked: its run has ended without removing it.
+        // Unlocked: its run has ended without removing it. Only this user's, so that a
+        // file of someone else's that happens to look like one stays.
         if (flock(fd, LOCK_EX | LOCK_NB) == 0 && fstat(fd, &by_fd) == 0 &&
+            by_fd.st_uid == geteuid() &&
             fstatat(dir_fd, name, &by_name, AT_SYMLINK_NOFOLLOW) == 0 &&
             by_fd.st_dev == by_name.st_dev && by_fd.st_ino == by_name.st_ino) {
             if (S_ISREG(by_fd.st_mode)) {
                 unlinkat(dir_fd, name, 0);
             } else if (S_ISDIR(by_fd.st_mode)) {
-                // A directory of pages: flat, page files only.
+                // A directory of pages: its page files go, and with them the directory
+                // unless it holds anything else.
                 if (DIR* pages = fdopendir(dup(fd))) {
                     while (const dirent* page = readdir(pages))
-                        if (strcmp(page->d_name, ".") != 0 && strcmp(page->d_name, "..") != 0)
-                            unlinkat(dirfd(pages), page->d_name, 0);
+                        if (is_page_file(page->d_name)) unlinkat(dirfd(pages), page->d_name, 0);
                     closedir(pages);
                 }
                 unlinkat(dir_fd, name, AT_REMOVEDIR);
